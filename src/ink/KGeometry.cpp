@@ -1,0 +1,52 @@
+#include "ink/KGeometry.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace velumen {
+
+bool Rect::isNull() const {
+    return std::isinf(x) && x > 0 && std::isinf(y) && y > 0;
+}
+
+bool Rect::isEmpty() const {
+    return isNull() || width == 0 || height == 0;
+}
+
+Rect Rect::standardized() const {
+    Rect r = *this;
+    if (r.width < 0) {
+        r.x += r.width;
+        r.width = -r.width;
+    }
+    if (r.height < 0) {
+        r.y += r.height;
+        r.height = -r.height;
+    }
+    return r;
+}
+
+double Rect::minX() const {
+    return std::min(x, x + width);
+}
+double Rect::minY() const {
+    return std::min(y, y + height);
+}
+double Rect::maxX() const {
+    return std::max(x, x + width);
+}
+double Rect::maxY() const {
+    return std::max(y, y + height);
+}
+
+Rect Rect::unite(const Rect& a, const Rect& b) {
+    if (a.isNull()) return b.isNull() ? null() : b.standardized();
+    if (b.isNull()) return a.standardized();
+    const double left = std::min(a.minX(), b.minX());
+    const double top = std::min(a.minY(), b.minY());
+    const double right = std::max(a.maxX(), b.maxX());
+    const double bottom = std::max(a.maxY(), b.maxY());
+    return {left, top, right - left, bottom - top};
+}
+
+}  // namespace velumen

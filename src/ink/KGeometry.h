@@ -1,0 +1,53 @@
+// Plain geometry in canvas units: a point and a rectangle of doubles, with the rectangle semantics
+// the ink model relies on (a distinct null rectangle, unions that skip it, no implicit standardising).
+#pragma once
+
+#include <limits>
+
+namespace velumen {
+
+struct Point {
+    double x = 0;
+    double y = 0;
+
+    friend bool operator==(const Point&, const Point&) = default;
+};
+
+struct Size {
+    double width = 0;
+    double height = 0;
+
+    friend bool operator==(const Size&, const Size&) = default;
+};
+
+struct Rect {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+
+    // The null rectangle: the result of bounding nothing. Its origin is at infinity.
+    static Rect null() {
+        constexpr double inf = std::numeric_limits<double>::infinity();
+        return {inf, inf, 0, 0};
+    }
+    bool isNull() const;
+    // Zero area, or null.
+    bool isEmpty() const;
+    // Same rectangle with non-negative width and height.
+    Rect standardized() const;
+    double minX() const;
+    double minY() const;
+    double maxX() const;
+    double maxY() const;
+    double midX() const { return x + width * 0.5; }
+    double midY() const { return y + height * 0.5; }
+    Point origin() const { return {x, y}; }
+
+    // Smallest rectangle holding both; a null operand is ignored, the union of two nulls is null.
+    static Rect unite(const Rect& a, const Rect& b);
+
+    friend bool operator==(const Rect&, const Rect&) = default;
+};
+
+}  // namespace velumen

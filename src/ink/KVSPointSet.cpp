@@ -1,0 +1,136 @@
+#include "ink/KVSPointSet.h"
+
+#include <cstring>
+
+#include "ink/PointKernels.h"
+
+namespace velumen {
+
+KColor KVSPointSet::defaultColor() {
+    return {1.0, static_cast<double>(0.1f), static_cast<double>(0.1f), 1.0};
+}
+
+KVSPointSetPtr KVSPointSet::initWithLength(std::uint64_t count) {
+    return initWithData(PointBuffer::zeroed(count * kStride));
+}
+
+KVSPointSetPtr KVSPointSet::initWithData(PointBuffer data) {
+    auto run = std::make_shared<KVSPointSet>(Private{});
+    run->setData(std::move(data));
+    return run;
+}
+
+KVSPointSetPtr KVSPointSet::initWithPointSet(const KVSPointSet& other) {
+    auto run = std::make_shared<KVSPointSet>(Private{});
+    run->color_ = other.color_;
+    run->data_ = PointBuffer::copyOf(other.data_.bytes(), other.length_ * kStride);
+    run->length_ = other.length_;
+    run->bounds_ = other.bounds_;
+    run->boundsValid_ = other.boundsValid_;
+    return run;
+}
+
+const KVSPointSetPtr& KVSPointSet::null() {
+    static const KVSPointSetPtr instance = std::make_shared<KVSPointSet>(Private{});
+    return instance;
+}
+
+bool KVSPointSet::isNull() const {
+    return this == null().get();
+}
+
+float* KVSPointSet::buffer() {
+    invalidateBounds();
+    return data_.floats();
+}
+
+void KVSPointSet::setData(PointBuffer data) {
+    data_ = std::move(data);
+    length_ = data_.byteSize() / kStride;
+    invalidateBounds();
+}
+
+void KVSPointSet::addPointsFromSet(const KVSPointSet& other) {
+    const std::size_t mine = length_ * kStride;
+    const std::size_t theirs = other.length_ * kStride;
+    PointBuffer joined = PointBuffer::uninitialized(mine + theirs);
+    if (mine) std::memcpy(joined.bytes(), data_.bytes(), mine);
+    if (theirs) std::memcpy(joined.bytes() + mine, other.data_.bytes(), theirs);
+    setData(std::move(joined));
+}
+
+std::uint64_t KVSPointSet::markPointsInRect(const Rect& rect) {
+    return kernels::markInRect(data_.floats(), length_, kernels::narrowRect(rect));
+}
+
+std::uint64_t KVSPointSet::markPointsWithCentersInCircle(const Rect& circle) {
+    return kernels::markCentresInCircle(data_.floats(), length_, kernels::prepareCircle(circle));
+}
+
+std::uint64_t KVSPointSet::markPointsTouchingCircle(const Rect& circle) {
+    const std::uint64_t marked =
+        kernels::markTouching(data_.floats(), length_, kernels::prepareCircle(circle));
+    // Keep the cached extent a superset of what is stored.
+    if (marked && boundsValid_ && bounds_.minX > kRemovalMark) bounds_.minX = kRemovalMark;
+    return marked;
+}
+
+bool KVSPointSet::isTouchingCircle(const Rect& circle) const {
+    return kernels::anyTouching(data_.floats(), length_, kernels::prepareCircle(circle));
+}
+
+bool KVSPointSet::removePointsInRect(const Rect& rect) {
+    const std::uint64_t marked = markPointsInRect(rect);
+    if (marked == 0) return false;
+    removeNegativeMaxFloatPointsWithRemainingPoints(length_ - marked);
+    return true;
+}
+
+bool KVSPointSet::removePointsTouchingCircle(const Rect& circle) {
+    const std::uint64_t marked = markPointsTouchingCircle(circle);
+    if (marked == 0) return false;
+    removeNegativeMaxFloatPointsWithRemainingPoints(length_ - marked);
+    return true;
+}
+
+std::uint64_t KVSPointSet::removeNegativeMaxFloatPoints() {
+    return removeNegativeMaxFloatPointsWithRemainingPoints(kernels::countUnmarked(data_.floats(), length_));
+}
+
+std::uint64_t KVSPointSet::removeNegativeMaxFloatPointsWithRemainingPoints(std::uint64_t remaining) {
+    // The caller's count is trusted for the result and the new length; the copy never leaves either buffer.
+    const std::uint64_t removed = length_ - remaining;
+    if (removed == 0) return 0;
+    // More survivors than points is a caller's error; it must not become an allocation of that size.
+    const std::uint64_t keep = remaining < length_ ? remaining : length_;
+    PointBuffer kept = PointBuffer::zeroed(keep * kStride);
+    kernels::copyUnmarked(data_.floats(), length_, kept.floats(), keep);
+    setData(std::move(kept));
+    return removed;
+}
+
+Rect KVSPointSet::boundingRect() const {
+    if (length_ == 0) return Rect::null();
+    const float* p = data_.floats();
+    float minX = p[0], maxX = p[0], minY = p[1], maxY = p[1];
+    for (std::uint64_t i = 1; i < length_; ++i) {
+        const float x = p[3 * i];
+        const float y = p[3 * i + 1];
+        if (x < minX) minX = x;
+        if (x > maxX) maxX = x;
+        if (y < minY) minY = y;
+        if (y > maxY) maxY = y;
+    }
+    return {minX, minY, maxX - minX, maxY - minY};
+}
+
+const KVSPointSet::CentreBounds& KVSPointSet::centreBounds() const {
+    if (!boundsValid_) {
+        kernels::centreBounds(data_.floats(), length_, bounds_.minX, bounds_.minY, bounds_.maxX,
+                              bounds_.maxY);
+        boundsValid_ = true;
+    }
+    return bounds_;
+}
+
+}  // namespace velumen

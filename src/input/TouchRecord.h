@@ -1,0 +1,26 @@
+// A touch as the editor sees it, whatever device produced it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "ink/KGeometry.h"
+
+namespace velumen {
+
+enum class TouchType { Finger, Stylus };
+enum class TouchPhase { Began, Moved, Stationary, Ended, Cancelled };
+
+struct TouchRecord {
+    std::int64_t id = 0;
+    TouchPhase phase = TouchPhase::Began;
+    TouchType type = TouchType::Finger;
+    Point location;          // in the surface view, view points
+    Point previousLocation;  // likewise
+    double force = 0;
+    double maximumPossibleForce = 1.0;
+    std::optional<double> majorRadius;  // only where the device reports a contact area
+    double timestamp = 0;
+};
+
+}  // namespace velumen
