@@ -1,6 +1,8 @@
 #include "ink/KVSPointSet.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "ink/PointKernels.h"
 
@@ -26,6 +28,7 @@ KVSPointSetPtr KVSPointSet::initWithPointSet(const KVSPointSet& other) {
     run->data_ = PointBuffer::copyOf(other.data_.bytes(), other.length_ * kStride);
     run->length_ = other.length_;
     run->bounds_ = other.bounds_;
+    run->blockBounds_ = other.blockBounds_;
     run->boundsValid_ = other.boundsValid_;
     return run;
 }
@@ -68,15 +71,37 @@ std::uint64_t KVSPointSet::markPointsWithCentersInCircle(const Rect& circle) {
 }
 
 std::uint64_t KVSPointSet::markPointsTouchingCircle(const Rect& circle) {
-    const std::uint64_t marked =
-        kernels::markTouching(data_.floats(), length_, kernels::prepareCircle(circle));
-    // Keep the cached extent a superset of what is stored.
-    if (marked && boundsValid_ && bounds_.minX > kRemovalMark) bounds_.minX = kRemovalMark;
+    const kernels::CircleF c = kernels::prepareCircle(circle);
+    const auto& blocks = blockBounds();
+    float* p = data_.floats();
+    std::uint64_t marked = 0;
+    for (std::size_t b = 0; b < blocks.size(); ++b) {
+        CentreBounds& bb = blockBounds_[b];
+        if (!kernels::mayTouch(c, bb.minX, bb.minY, bb.maxX, bb.maxY)) continue;
+        const std::uint64_t start = b * kBoundsBlock;
+        const std::uint64_t n = std::min(kBoundsBlock, length_ - start);
+        const std::uint64_t m = kernels::markTouching(p + 3 * start, n, c);
+        // Keep the cached extents a superset of what is stored.
+        if (m) {
+            bb.minX = kRemovalMark;
+            bounds_.minX = kRemovalMark;
+            marked += m;
+        }
+    }
     return marked;
 }
 
 bool KVSPointSet::isTouchingCircle(const Rect& circle) const {
-    return kernels::anyTouching(data_.floats(), length_, kernels::prepareCircle(circle));
+    const kernels::CircleF c = kernels::prepareCircle(circle);
+    const auto& blocks = blockBounds();
+    const float* p = data_.floats();
+    for (std::size_t b = 0; b < blocks.size(); ++b) {
+        const CentreBounds& bb = blocks[b];
+        if (!kernels::mayTouch(c, bb.minX, bb.minY, bb.maxX, bb.maxY)) continue;
+        const std::uint64_t start = b * kBoundsBlock;
+        if (kernels::anyTouching(p + 3 * start, std::min(kBoundsBlock, length_ - start), c)) return true;
+    }
+    return false;
 }
 
 bool KVSPointSet::removePointsInRect(const Rect& rect) {
@@ -124,13 +149,32 @@ Rect KVSPointSet::boundingRect() const {
     return {minX, minY, maxX - minX, maxY - minY};
 }
 
-const KVSPointSet::CentreBounds& KVSPointSet::centreBounds() const {
-    if (!boundsValid_) {
-        kernels::centreBounds(data_.floats(), length_, bounds_.minX, bounds_.minY, bounds_.maxX,
-                              bounds_.maxY);
-        boundsValid_ = true;
+void KVSPointSet::computeBounds() const {
+    constexpr float inf = std::numeric_limits<float>::infinity();
+    bounds_ = {inf, inf, -inf, -inf};
+    blockBounds_.resize((length_ + kBoundsBlock - 1) / kBoundsBlock);
+    const float* p = data_.floats();
+    for (std::size_t b = 0; b < blockBounds_.size(); ++b) {
+        const std::uint64_t start = b * kBoundsBlock;
+        CentreBounds& bb = blockBounds_[b];
+        kernels::centreBounds(p + 3 * start, std::min(kBoundsBlock, length_ - start), bb.minX, bb.minY,
+                              bb.maxX, bb.maxY);
+        bounds_.minX = std::min(bounds_.minX, bb.minX);
+        bounds_.minY = std::min(bounds_.minY, bb.minY);
+        bounds_.maxX = std::max(bounds_.maxX, bb.maxX);
+        bounds_.maxY = std::max(bounds_.maxY, bb.maxY);
     }
+    boundsValid_ = true;
+}
+
+const KVSPointSet::CentreBounds& KVSPointSet::centreBounds() const {
+    if (!boundsValid_) computeBounds();
     return bounds_;
+}
+
+const std::vector<KVSPointSet::CentreBounds>& KVSPointSet::blockBounds() const {
+    if (!boundsValid_) computeBounds();
+    return blockBounds_;
 }
 
 }  // namespace velumen

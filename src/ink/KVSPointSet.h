@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <vector>
 
 #include "ink/KColor.h"
 #include "ink/KGeometry.h"
@@ -77,6 +78,10 @@ class KVSPointSet {
         float minX, minY, maxX, maxY;
     };
     const CentreBounds& centreBounds() const;
+    // The same for each block of kBoundsBlock consecutive points, so that a hit test can pass over the
+    // stretches of a long stroke that lie far from it.
+    static constexpr std::uint64_t kBoundsBlock = 128;
+    const std::vector<CentreBounds>& blockBounds() const;
 
   private:
     friend class KVSPointSetArray;
@@ -85,7 +90,10 @@ class KVSPointSet {
     PointBuffer data_;
     std::uint64_t length_ = 0;
     KColor color_ = defaultColor();
+    void computeBounds() const;
+
     mutable CentreBounds bounds_{};
+    mutable std::vector<CentreBounds> blockBounds_;
     mutable bool boundsValid_ = false;
 };
 

@@ -9,7 +9,7 @@
 // The touching test uses a fused multiply-add. Where the baseline instruction set lacks one, keep a
 // clone of the hot loops for processors that have it; both clones give identical results.
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
-#define VELUMEN_FMA_CLONES __attribute__((target_clones("arch=haswell", "default")))
+#define VELUMEN_FMA_CLONES __attribute__((target_clones("fma", "default")))
 #else
 #define VELUMEN_FMA_CLONES
 #endif
@@ -24,6 +24,7 @@ inline bool inRect(float px, float py, const RectF& r) {
     return (px >= r.left) & (px <= r.right) & (py >= r.top) & (py <= r.bottom);
 }
 
+// The window of the touching test and the prepared circle, as plain floats.
 struct TouchTest {
     float wl, wr, wt, wb;  // the rectangle grown by the window
     float radius, cx, cy;
@@ -36,16 +37,14 @@ struct TouchTest {
           radius(c.radius),
           cx(c.cx),
           cy(c.cy) {}
-
-    bool operator()(float px, float py, float size) const {
-        const bool inWindow = (px >= wl) & (px <= wr) & (py >= wt) & (py <= wb);
-        const float dx = px - cx;
-        const float dy = py - cy;
-        const float d2 = std::fma(dx, dx, dy * dy);
-        const float reach = radius + size * 0.5f;
-        return inWindow & (d2 <= reach * reach);
-    }
 };
+
+// The touching test of one point, written out where it is used: a call would not be inlined into the
+// target clones, and the fused multiply-add would then be a library call.
+#define VELUMEN_TOUCHES(t, px, py, size)                                           \
+    (((px) >= (t).wl) & ((px) <= (t).wr) & ((py) >= (t).wt) & ((py) <= (t).wb) &   \
+     (std::fma((px) - (t).cx, (px) - (t).cx, ((py) - (t).cy) * ((py) - (t).cy)) <= \
+      ((t).radius + (size)*0.5f) * ((t).radius + (size)*0.5f)))
 
 }  // namespace
 
@@ -91,10 +90,18 @@ std::uint64_t markCentresInCircle(float* p, std::uint64_t count, const CircleF& 
 
 VELUMEN_FMA_CLONES
 std::uint64_t countTouching(const float* p, std::uint64_t count, const CircleF& c) {
-    const TouchTest touches(c);
+    const TouchTest t(c);
     std::uint64_t n = 0;
-    for (std::uint64_t i = 0; i < count; ++i) {
-        n += touches(p[3 * i], p[3 * i + 1], p[3 * i + 2]) ? 1u : 0u;
+    // Narrow counters keep the vector lanes as wide as the floats.
+    constexpr std::uint64_t kChunk = 1u << 30;
+    for (std::uint64_t start = 0; start < count; start += kChunk) {
+        const std::uint64_t end = count - start < kChunk ? count : start + kChunk;
+        std::uint32_t chunk = 0;
+        for (std::uint64_t i = start; i < end; ++i) {
+            const float px = p[3 * i], py = p[3 * i + 1], size = p[3 * i + 2];
+            chunk += VELUMEN_TOUCHES(t, px, py, size) ? 1u : 0u;
+        }
+        n += chunk;
     }
     return n;
 }
@@ -103,10 +110,11 @@ VELUMEN_FMA_CLONES
 std::uint64_t markTouching(float* p, std::uint64_t count, const CircleF& c) {
     // Most calls find nothing: count without writing first, so that untouched memory stays clean.
     if (countTouching(p, count, c) == 0) return 0;
-    const TouchTest touches(c);
+    const TouchTest t(c);
     std::uint64_t marked = 0;
     for (std::uint64_t i = 0; i < count; ++i, p += 3) {
-        if (touches(p[0], p[1], p[2])) {
+        const float px = p[0], py = p[1], size = p[2];
+        if (VELUMEN_TOUCHES(t, px, py, size)) {
             p[0] = kMark;
             ++marked;
         }
@@ -116,13 +124,15 @@ std::uint64_t markTouching(float* p, std::uint64_t count, const CircleF& c) {
 
 VELUMEN_FMA_CLONES
 bool anyTouching(const float* p, std::uint64_t count, const CircleF& c) {
-    const TouchTest touches(c);
+    const TouchTest t(c);
     constexpr std::uint64_t kBlock = 256;
     for (std::uint64_t start = 0; start < count; start += kBlock) {
         const std::uint64_t end = count - start < kBlock ? count : start + kBlock;
         std::uint64_t n = 0;
-        for (std::uint64_t i = start; i < end; ++i)
-            n += touches(p[3 * i], p[3 * i + 1], p[3 * i + 2]) ? 1u : 0u;
+        for (std::uint64_t i = start; i < end; ++i) {
+            const float px = p[3 * i], py = p[3 * i + 1], size = p[3 * i + 2];
+            n += VELUMEN_TOUCHES(t, px, py, size) ? 1u : 0u;
+        }
         if (n) return true;
     }
     return false;
