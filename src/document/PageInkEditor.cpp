@@ -1,0 +1,265 @@
+#include "document/PageInkEditor.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+namespace velumen {
+
+namespace {
+
+std::uint64_t lengthOf(const KVSPointSetPtr& run) {
+    return run ? run->length() : 0;
+}
+
+bool sameRuns(const std::vector<KVSPointSetPtr>& a, const std::vector<KVSPointSetPtr>& b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
+}
+
+}  // namespace
+
+PageInkEditor::PageInkEditor(PageInkEditorHooks hooks) : hooks_(std::move(hooks)) {}
+
+PageInkEditor::~PageInkEditor() {
+    if (undoManager_) undoManager_->setCheckpointListener({});
+}
+
+// Undo stacks
+
+void PageInkEditor::setCurrentPage(PageRef page) {
+    currentPage_ = std::move(page);
+    switchToUndoManagerForCurrentPage();
+}
+
+void PageInkEditor::switchToUndoManagerForCurrentPage() {
+    if (undoManager_) undoManager_->setCheckpointListener({});
+    undoManager_ = currentPage_ ? &undoManagerForPage(*currentPage_) : nullptr;
+    call(hooks_.updateUndoToolbarButtons);
+    if (undoManager_) undoManager_->setCheckpointListener([this] { undoManagerDidUpdate(); });
+}
+
+UndoManager& PageInkEditor::undoManagerForPage(const FoliantPage& page) {
+    auto& slot = undoManagers_[page.pageId()];
+    if (!slot) slot = std::make_unique<UndoManager>();
+    return *slot;
+}
+
+void PageInkEditor::removeAllUndoManagers() {
+    undoManager_ = nullptr;
+    undoManagers_.clear();
+    switchToUndoManagerForCurrentPage();
+}
+
+void PageInkEditor::endUndoGrouping() {
+    for (auto& entry : undoManagers_)
+        entry.second->endUndoGrouping();
+}
+
+void PageInkEditor::undoManagerDidUpdate() {
+    call(hooks_.updateUndoToolbarButtons);
+    call(hooks_.registerDocumentChange);
+}
+
+// Page-list edits on the current page
+
+void PageInkEditor::addPointSets(const KVSPointSetArrayPtr& pointSets) {
+    addPointSets(currentPage_, pointSets);
+}
+
+void PageInkEditor::addPointSets(const KVSPointSetArrayPtr& pointSets, const IndexList& indices) {
+    addPointSets(currentPage_, pointSets, indices);
+}
+
+void PageInkEditor::removePointSets(const KVSPointSetArrayPtr& pointSets) {
+    removePointSets(currentPage_, pointSets);
+}
+
+void PageInkEditor::addPointSetsAtBack(const KVSPointSetArrayPtr& pointSets) {
+    addPointSetsAtBack(currentPage_, pointSets);
+}
+
+void PageInkEditor::removePointSetsFromBack(const KVSPointSetArrayPtr& pointSets) {
+    removePointSetsFromBack(currentPage_, pointSets);
+}
+
+void PageInkEditor::clearBoard() {
+    clearBoard(currentPage_);
+}
+
+void PageInkEditor::undoClearBoard(const KVSPointSetArrayPtr& oldPointSets) {
+    undoClearBoard(currentPage_, oldPointSets);
+}
+
+// Page-list edits on a given page
+
+KVSPointSetArray& PageInkEditor::inkOf(FoliantPage& page) {
+    if (!page.pointSets) page.pointSets = std::make_shared<KVSPointSetArray>();
+    return *page.pointSets;
+}
+
+void PageInkEditor::didChangeInk() {
+    isFrameUpdateNeeded = true;
+    call(hooks_.registerDocumentChange);
+}
+
+void PageInkEditor::addPointSets(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
+    if (!page || !pointSets) return;
+    undoManagerForPage(*page).registerUndo([this, page, pointSets] { removePointSets(page, pointSets); });
+    auto& runs = inkOf(*page).pointSets();
+    // A copy of the list first: the page's own array may be the argument.
+    const std::vector<KVSPointSetPtr> added = pointSets->pointSets();
+    runs.insert(runs.end(), added.begin(), added.end());
+    didChangeInk();
+}
+
+void PageInkEditor::addPointSets(const PageRef& page, const KVSPointSetArrayPtr& pointSets,
+                                 const IndexList& indices) {
+    if (!page || !pointSets) return;
+    undoManagerForPage(*page).registerUndo([this, page, pointSets] { removePointSets(page, pointSets); });
+    auto& runs = inkOf(*page).pointSets();
+    const std::vector<KVSPointSetPtr> added = pointSets->pointSets();
+    for (std::size_t k = 0; k < added.size(); ++k) {
+        const std::size_t at = k < indices.size() ? std::min(indices[k], runs.size()) : runs.size();
+        runs.insert(runs.begin() + static_cast<std::ptrdiff_t>(at), added[k]);
+    }
+    didChangeInk();
+}
+
+void PageInkEditor::removePointSets(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
+    if (!page || !pointSets) return;
+    std::unordered_set<const KVSPointSet*> doomed;
+    for (const auto& run : pointSets->pointSets())
+        doomed.insert(run.get());
+
+    // Note every position that goes, in z order, so that inserting them back in this order, each at its
+    // noted index, rebuilds the list exactly.
+    auto& runs = inkOf(*page).pointSets();
+    std::vector<KVSPointSetPtr> removed;
+    IndexList indices;
+    std::vector<KVSPointSetPtr> remaining;
+    remaining.reserve(runs.size());
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        if (doomed.count(runs[i].get()) != 0) {
+            removed.push_back(runs[i]);
+            indices.push_back(i);
+        } else {
+            remaining.push_back(runs[i]);
+        }
+    }
+    if (removed.empty()) return;
+
+    runs = std::move(remaining);
+    KVSPointSetArrayPtr inverse = pointSets;
+    if (!sameRuns(removed, pointSets->pointSets())) {
+        inverse = std::make_shared<KVSPointSetArray>();
+        inverse->pointSets() = std::move(removed);
+    }
+    undoManagerForPage(*page).registerUndo(
+        [this, page, inverse, indices] { addPointSets(page, inverse, indices); });
+    call(hooks_.clearSelection);
+    didChangeInk();
+}
+
+void PageInkEditor::addPointSetsAtBack(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
+    if (!page || !pointSets) return;
+    undoManagerForPage(*page).registerUndo(
+        [this, page, pointSets] { removePointSetsFromBack(page, pointSets); });
+    auto& runs = inkOf(*page).pointSets();
+    const std::vector<KVSPointSetPtr> added = pointSets->pointSets();
+    for (auto it = added.rbegin(); it != added.rend(); ++it)
+        runs.insert(runs.begin(), *it);
+    didChangeInk();
+}
+
+void PageInkEditor::removePointSetsFromBack(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
+    if (!page || !pointSets) return;
+    std::unordered_set<const KVSPointSet*> doomed;
+    for (const auto& run : pointSets->pointSets())
+        doomed.insert(run.get());
+
+    auto& runs = inkOf(*page).pointSets();
+    std::vector<KVSPointSetPtr> removed;
+    std::vector<KVSPointSetPtr> remaining;
+    remaining.reserve(runs.size());
+    for (const auto& run : runs)
+        (doomed.count(run.get()) != 0 ? removed : remaining).push_back(run);
+    if (removed.empty()) return;
+
+    runs = std::move(remaining);
+    KVSPointSetArrayPtr inverse = pointSets;
+    if (!sameRuns(removed, pointSets->pointSets())) {
+        inverse = std::make_shared<KVSPointSetArray>();
+        inverse->pointSets() = std::move(removed);
+    }
+    undoManagerForPage(*page).registerUndo([this, page, inverse] { addPointSetsAtBack(page, inverse); });
+    call(hooks_.clearSelection);
+    didChangeInk();
+}
+
+void PageInkEditor::clearBoard(const PageRef& page) {
+    if (!page) return;
+    KVSPointSetArrayPtr old = page->pointSets ? page->pointSets : std::make_shared<KVSPointSetArray>();
+    undoManagerForPage(*page).registerUndo([this, page, old] { undoClearBoard(page, old); });
+    // The surface, the ink snapshot and the stroke in progress belong to the page on screen.
+    const bool onScreen = isCurrent(page);
+    if (onScreen) {
+        call(hooks_.deleteInkSnapshotTexture);
+        call(hooks_.forgetCurrentLine);
+    }
+    page->pointSets = std::make_shared<KVSPointSetArray>();
+    if (onScreen) call(hooks_.eraseView);
+    call(hooks_.registerDocumentChange);
+}
+
+void PageInkEditor::undoClearBoard(const PageRef& page, const KVSPointSetArrayPtr& oldPointSets) {
+    if (!page) return;
+    undoManagerForPage(*page).registerUndo([this, page] { clearBoard(page); });
+    page->pointSets = oldPointSets ? oldPointSets : std::make_shared<KVSPointSetArray>();
+    didChangeInk();
+}
+
+// Erasing
+
+void PageInkEditor::addUndoToRevertToPointsetsSnapshot(const KVSPointSetArrayPtr& snapshot) {
+    const PageRef page = currentPage_;
+    if (!page || !snapshot) return;
+    const std::vector<KVSPointSetPtr> before = snapshot->pointSets();
+    const std::vector<KVSPointSetPtr> live = inkOf(*page).pointSets();
+
+    auto oldRuns = std::make_shared<KVSPointSetArray>();
+    IndexList indices;
+    auto newRuns = std::make_shared<KVSPointSetArray>();
+    auto kept = std::make_shared<KVSPointSetArray>();
+    // The two lists line up index by index. Should one be longer, a missing run counts as changed.
+    const std::size_t n = std::max(before.size(), live.size());
+    for (std::size_t i = 0; i < n; ++i) {
+        const KVSPointSetPtr s = i < before.size() ? before[i] : nullptr;
+        const KVSPointSetPtr l = i < live.size() ? live[i] : nullptr;
+        if (s && l && s->length() == l->length()) {
+            kept->pointSets().push_back(s);
+            continue;
+        }
+        if (s) {
+            oldRuns->pointSets().push_back(s);
+            indices.push_back(i);
+        }
+        if (l) {
+            if (lengthOf(l) > 0) newRuns->pointSets().push_back(l);
+            kept->pointSets().push_back(l);
+        }
+    }
+
+    page->pointSets = kept;
+    if (oldRuns->count() == 0 && newRuns->count() == 0) return;
+
+    UndoManager& manager = undoManagerForPage(*page);
+    if (oldRuns->count() > 0) {
+        manager.registerUndo([this, page, oldRuns, indices] { addPointSets(page, oldRuns, indices); });
+    }
+    if (newRuns->count() > 0) {
+        manager.registerUndo([this, page, newRuns] { removePointSets(page, newRuns); });
+    }
+    didChangeInk();
+}
+
+}  // namespace velumen
