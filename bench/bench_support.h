@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "ink/KVSPointSetArray.h"
+#include "ink/MemoryPolicy.h"
 
 namespace velumen::bench {
 
@@ -105,6 +106,8 @@ inline std::string fixed(double v, int precision) {
 }
 
 inline int runAndReport(int argc, char** argv, const std::vector<Ratio>& ratios) {
+    // Measure the notebook as it runs.
+    keepFreedMemoryForReuse();
     benchmark::Initialize(&argc, argv);
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -7,7 +7,10 @@
 #include <QWidget>
 #include <cstdio>
 
+#include "ink/MemoryPolicy.h"
+
 int main(int argc, char** argv) {
+    velumen::keepFreedMemoryForReuse();
     QApplication app(argc, argv);
     QApplication::setApplicationName("Velumen");
 
