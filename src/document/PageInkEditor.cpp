@@ -127,35 +127,11 @@ void PageInkEditor::addPointSets(const PageRef& page, const KVSPointSetArrayPtr&
 
 void PageInkEditor::removePointSets(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
     if (!page || !pointSets) return;
-    std::unordered_set<const KVSPointSet*> doomed;
-    for (const auto& run : pointSets->pointSets())
-        doomed.insert(run.get());
-
-    // Note every position that goes, in z order, so that inserting them back in this order, each at its
-    // noted index, rebuilds the list exactly.
-    auto& runs = inkOf(*page).pointSets();
-    std::vector<KVSPointSetPtr> removed;
     IndexList indices;
-    std::vector<KVSPointSetPtr> remaining;
-    remaining.reserve(runs.size());
-    for (std::size_t i = 0; i < runs.size(); ++i) {
-        if (doomed.count(runs[i].get()) != 0) {
-            removed.push_back(runs[i]);
-            indices.push_back(i);
-        } else {
-            remaining.push_back(runs[i]);
-        }
-    }
-    if (removed.empty()) return;
-
-    runs = std::move(remaining);
-    KVSPointSetArrayPtr inverse = pointSets;
-    if (!sameRuns(removed, pointSets->pointSets())) {
-        inverse = std::make_shared<KVSPointSetArray>();
-        inverse->pointSets() = std::move(removed);
-    }
+    const KVSPointSetArrayPtr removed = takeRuns(*page, pointSets, &indices);
+    if (!removed) return;
     undoManagerForPage(*page).registerUndo(
-        [this, page, inverse, indices] { addPointSets(page, inverse, indices); });
+        [this, page, removed, indices] { addPointSets(page, removed, indices); });
     call(hooks_.clearSelection);
     didChangeInk();
 }
@@ -173,27 +149,40 @@ void PageInkEditor::addPointSetsAtBack(const PageRef& page, const KVSPointSetArr
 
 void PageInkEditor::removePointSetsFromBack(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
     if (!page || !pointSets) return;
+    const KVSPointSetArrayPtr removed = takeRuns(*page, pointSets, nullptr);
+    if (!removed) return;
+    undoManagerForPage(*page).registerUndo([this, page, removed] { addPointSetsAtBack(page, removed); });
+    call(hooks_.clearSelection);
+    didChangeInk();
+}
+
+KVSPointSetArrayPtr PageInkEditor::takeRuns(FoliantPage& page, const KVSPointSetArrayPtr& pointSets,
+                                            IndexList* indices) {
     std::unordered_set<const KVSPointSet*> doomed;
     for (const auto& run : pointSets->pointSets())
         doomed.insert(run.get());
 
-    auto& runs = inkOf(*page).pointSets();
+    // Note every position that goes, in z order, so that inserting them back in this order, each at its
+    // noted index, rebuilds the list exactly.
+    auto& runs = inkOf(page).pointSets();
     std::vector<KVSPointSetPtr> removed;
     std::vector<KVSPointSetPtr> remaining;
     remaining.reserve(runs.size());
-    for (const auto& run : runs)
-        (doomed.count(run.get()) != 0 ? removed : remaining).push_back(run);
-    if (removed.empty()) return;
-
-    runs = std::move(remaining);
-    KVSPointSetArrayPtr inverse = pointSets;
-    if (!sameRuns(removed, pointSets->pointSets())) {
-        inverse = std::make_shared<KVSPointSetArray>();
-        inverse->pointSets() = std::move(removed);
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        if (doomed.count(runs[i].get()) != 0) {
+            removed.push_back(runs[i]);
+            if (indices) indices->push_back(i);
+        } else {
+            remaining.push_back(runs[i]);
+        }
     }
-    undoManagerForPage(*page).registerUndo([this, page, inverse] { addPointSetsAtBack(page, inverse); });
-    call(hooks_.clearSelection);
-    didChangeInk();
+    if (removed.empty()) return nullptr;
+    runs = std::move(remaining);
+    // The caller's array stands for the removed runs when it holds exactly them, in order.
+    if (sameRuns(removed, pointSets->pointSets())) return pointSets;
+    auto taken = std::make_shared<KVSPointSetArray>();
+    taken->pointSets() = std::move(removed);
+    return taken;
 }
 
 void PageInkEditor::clearBoard(const PageRef& page) {

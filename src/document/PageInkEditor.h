@@ -95,6 +95,9 @@ class PageInkEditor : public InkCommitTarget {
     void undoClearBoard(const PageRef& page, const KVSPointSetArrayPtr& oldPointSets);
 
     KVSPointSetArray& inkOf(FoliantPage& page);
+    // Removes the given runs from the page and returns them in their z order (the caller's array when it
+    // holds exactly those), with their old indices when asked; nullptr when none was on the page.
+    KVSPointSetArrayPtr takeRuns(FoliantPage& page, const KVSPointSetArrayPtr& pointSets, IndexList* indices);
     bool isCurrent(const PageRef& page) const { return page && page == currentPage_; }
     void didChangeInk();
     static void call(const std::function<void()>& hook) {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "ink/PointKernels.h"
+#include "ink/RunJoining.h"
 
 namespace velumen {
 
@@ -189,64 +190,16 @@ void KPointSetArray::addObjectsFromArray(const KPointSetArray& other) {
 
 KPointSetPtr KPointSetArray::mergedPointSet() const {
     if (pointSets_.empty()) return nullptr;
-    std::uint64_t total = 0;
-    for (const auto& run : pointSets_)
-        total += run->length();
-    // Every byte is overwritten below, so the buffer needs no zero fill.
-    PointBuffer merged = PointBuffer::uninitialized(total * KPointSet::kStride);
-    std::size_t offset = 0;
-    for (const auto& run : pointSets_) {
-        const std::size_t bytes = run->length() * KPointSet::kStride;
-        if (bytes) std::memcpy(merged.bytes() + offset, run->data().bytes(), bytes);
-        offset += bytes;
-    }
-    auto result = KPointSet::initWithData(std::move(merged));
+    auto result = KPointSet::initWithData(concatenatedPoints(pointSets_, KPointSet::kStride));
     result->setColor(pointSets_.front()->color());
     result->setPointSize(pointSets_.front()->pointSize());
     return result;
 }
 
 void KPointSetArray::consolidatePointSets() {
-    if (pointSets_.size() < 2) return;
-    // Each stretch of neighbours whose colour and pointSize equal its first run's is joined into that first
-    // run with a single allocation, the same result as appending them one by one: a later stretch sees the
-    // runs as the earlier ones left them, and the base itself met again inside its own stretch contributes
-    // everything gathered so far, as it would have after the appends before it.
-    std::vector<KPointSetPtr> kept;
-    kept.reserve(pointSets_.size());
-    std::size_t i = 0;
-    while (i < pointSets_.size()) {
-        const KPointSetPtr& base = pointSets_[i];
-        const auto joins = [&base](const KPointSet& run) {
-            return run.color().isEqualToColor(base->color()) && run.pointSize() == base->pointSize();
-        };
-        std::size_t end = i + 1;
-        std::uint64_t total = base->length();
-        while (end < pointSets_.size() && joins(*pointSets_[end])) {
-            total += pointSets_[end] == base ? total : pointSets_[end]->length();
-            ++end;
-        }
-        if (end > i + 1) {
-            PointBuffer joined = PointBuffer::uninitialized(total * KPointSet::kStride);
-            std::size_t offset = base->length() * KPointSet::kStride;
-            if (offset) std::memcpy(joined.bytes(), base->data().bytes(), offset);
-            for (std::size_t k = i + 1; k < end; ++k) {
-                if (pointSets_[k] == base) {
-                    // The two ranges do not overlap: [0, offset) into [offset, 2 * offset).
-                    if (offset) std::memcpy(joined.bytes() + offset, joined.bytes(), offset);
-                    offset *= 2;
-                    continue;
-                }
-                const std::size_t bytes = pointSets_[k]->length() * KPointSet::kStride;
-                if (bytes) std::memcpy(joined.bytes() + offset, pointSets_[k]->data().bytes(), bytes);
-                offset += bytes;
-            }
-            base->setData(std::move(joined));
-        }
-        kept.push_back(base);
-        i = end;
-    }
-    pointSets_ = std::move(kept);
+    consolidateRuns(pointSets_, KPointSet::kStride, [](const KPointSet& base, const KPointSet& run) {
+        return run.color().isEqualToColor(base.color()) && run.pointSize() == base.pointSize();
+    });
 }
 
 void KPointSetArray::applyDelta(Point delta) {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "ink/PointKernels.h"
+#include "ink/RunJoining.h"
 
 namespace velumen {
 
@@ -63,51 +64,15 @@ void KVSPointSetArray::addObjectsFromArray(const KVSPointSetArray& other) {
 
 KVSPointSetPtr KVSPointSetArray::mergedPointSet() const {
     if (pointSets_.empty()) return nullptr;
-    std::uint64_t total = 0;
-    for (const auto& run : pointSets_)
-        total += run->length();
-    // Every byte is overwritten below, so the buffer needs no zero fill.
-    PointBuffer merged = PointBuffer::uninitialized(total * KVSPointSet::kStride);
-    std::size_t offset = 0;
-    for (const auto& run : pointSets_) {
-        const std::size_t bytes = run->length() * KVSPointSet::kStride;
-        if (bytes) std::memcpy(merged.bytes() + offset, run->data().bytes(), bytes);
-        offset += bytes;
-    }
-    auto result = KVSPointSet::initWithData(std::move(merged));
+    auto result = KVSPointSet::initWithData(concatenatedPoints(pointSets_, KVSPointSet::kStride));
     result->setColor(pointSets_.front()->color());
     return result;
 }
 
 void KVSPointSetArray::consolidatePointSets() {
-    if (pointSets_.size() < 2) return;
-    // Each stretch of neighbours whose colour equals its first run's is joined into that first run with a
-    // single allocation, the same result as appending them one by one.
-    std::vector<KVSPointSetPtr> kept;
-    kept.reserve(pointSets_.size());
-    std::size_t i = 0;
-    while (i < pointSets_.size()) {
-        const KVSPointSetPtr& base = pointSets_[i];
-        std::size_t end = i + 1;
-        std::uint64_t total = base->length();
-        while (end < pointSets_.size() && pointSets_[end]->color().isEqualToColor(base->color())) {
-            total += pointSets_[end]->length();
-            ++end;
-        }
-        if (end > i + 1) {
-            PointBuffer joined = PointBuffer::uninitialized(total * KVSPointSet::kStride);
-            std::size_t offset = 0;
-            for (std::size_t k = i; k < end; ++k) {
-                const std::size_t bytes = pointSets_[k]->length() * KVSPointSet::kStride;
-                if (bytes) std::memcpy(joined.bytes() + offset, pointSets_[k]->data().bytes(), bytes);
-                offset += bytes;
-            }
-            base->setData(std::move(joined));
-        }
-        kept.push_back(base);
-        i = end;
-    }
-    pointSets_ = std::move(kept);
+    consolidateRuns(pointSets_, KVSPointSet::kStride, [](const KVSPointSet& base, const KVSPointSet& run) {
+        return run.color().isEqualToColor(base.color());
+    });
 }
 
 void KVSPointSetArray::applyDelta(Point delta) {
