@@ -1,0 +1,229 @@
+// velumen: the command-line tool for people with many books.
+//   velumen info BOOK [--json]     what a book holds
+//   velumen svg BOOK [--page N]    a page's ink as SVG (N counts from 1; the current page by default)
+//   velumen upgrade IN OUT         read a book of any version, write it as the current version
+#include <unistd.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "document/FoliantData.h"
+#include "document/KeyedArchive.h"
+#include "document/MappedFile.h"
+#include "objects/FoliantTextBox.h"
+#include "objects/qt/QtImageCodec.h"
+
+namespace {
+
+using namespace velumen;
+
+constexpr int kUsageStatus = 2;
+
+int usage() {
+    std::fputs(
+        "usage: velumen info BOOK [--json]\n"
+        "       velumen svg BOOK [--page N]\n"
+        "       velumen upgrade IN OUT\n",
+        stderr);
+    return kUsageStatus;
+}
+
+int failure(const std::string& line) {
+    std::fprintf(stderr, "velumen: %s\n", line.c_str());
+    return 1;
+}
+
+// Every number as the shortest text that reads back to the same value of its type.
+template <class T>
+std::string number(T value) {
+    if constexpr (std::is_floating_point_v<T>) {
+        if (!std::isfinite(value)) return "null";
+    }
+    char buffer[40];
+    const auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
+    return std::string(buffer, ec == std::errc() ? end : buffer);
+}
+
+struct LoadedBook {
+    std::optional<MappedFile> file;
+    FoliantDataPtr book;
+};
+
+// The book in `path`, or a line for standard error saying why there is none.
+std::optional<LoadedBook> load(const std::string& path, const ImageCodec& codec, std::string& why) {
+    std::string error;
+    LoadedBook loaded;
+    loaded.file = MappedFile::open(path, &error);
+    if (!loaded.file) {
+        why = path + ": " + error;
+        return std::nullopt;
+    }
+    try {
+        loaded.book = unarchiveFoliantData(loaded.file->bytes(), &codec);
+    } catch (const ArchiveError& e) {
+        why = path + ": not a readable book (" + e.what() + ")";
+        return std::nullopt;
+    }
+    if (!loaded.book) {
+        why = path + ": not a readable book (it holds no book)";
+        return std::nullopt;
+    }
+    return loaded;
+}
+
+std::string colorJson(const KColor& c) {
+    return "[" + number(c.r) + "," + number(c.g) + "," + number(c.b) + "," + number(c.a) + "]";
+}
+
+std::string infoJson(const FoliantData& book) {
+    std::string out = "{\"version\":" + number(book.version()) + ",\"pageNum\":" + number(book.pageNum()) +
+                      ",\"isLocked\":" + (book.isLocked() ? "true" : "false") + ",\"thumbnail\":";
+    if (book.thumbnailData()) {
+        const KImagePtr& image = book.thumbnail();
+        out += "{\"scale\":" + number(book.thumbnailScale()) + ",\"width\":" + number(image ? image->width : 0) +
+               ",\"height\":" + number(image ? image->height : 0) + "}";
+    } else {
+        out += "null";
+    }
+    out += ",\"masterImages\":" + number(book.masterImages().size()) + ",\"pages\":[";
+    bool firstPage = true;
+    for (const FoliantPagePtr& page : book.pages()) {
+        out += firstPage ? "{" : ",{";
+        firstPage = false;
+        out += "\"pointSets\":[";
+        if (page->pointSets) {
+            bool firstRun = true;
+            for (const KVSPointSetPtr& run : page->pointSets->pointSets()) {
+                out += firstRun ? "" : ",";
+                firstRun = false;
+                out += "{\"length\":" + number(run->length()) + ",\"color\":" + colorJson(run->color()) + "}";
+            }
+        }
+        out += "],\"panDelta\":[" + number(page->panDelta.x) + "," + number(page->panDelta.y) +
+               "],\"zoomFactor\":" + number(page->zoomFactor) + ",\"images\":" + number(page->images.size()) +
+               ",\"textBoxes\":" + number(page->textBoxes.size()) + "}";
+    }
+    out += "]}\n";
+    return out;
+}
+
+std::string infoText(const FoliantData& book) {
+    std::string out;
+    out += "version:        " + number(book.version()) + "\n";
+    out += "pages:          " + number(book.pages().size()) + "\n";
+    out += "current page:   " + number(book.pageNum() + 1) + "\n";
+    out += std::string("locked:         ") + (book.isLocked() ? "yes" : "no") + "\n";
+    out += "thumbnail:      ";
+    if (!book.thumbnailData()) {
+        out += "none\n";
+    } else if (const KImagePtr& image = book.thumbnail()) {
+        out += number(image->width) + " x " + number(image->height) + " pixels, scale " +
+               number(book.thumbnailScale()) + "\n";
+    } else {
+        out += number(book.thumbnailData()->size()) + " bytes that are not a readable picture, scale " +
+               number(book.thumbnailScale()) + "\n";
+    }
+    out += "master images:  " + number(book.masterImages().size()) + "\n";
+    std::size_t index = 0;
+    for (const FoliantPagePtr& page : book.pages()) {
+        const std::size_t runs = page->pointSets ? page->pointSets->count() : 0;
+        out += "page " + number(++index) + ": " + number(runs) + " runs, " + number(page->images.size()) +
+               " images, " + number(page->textBoxes.size()) + " text boxes, zoom " + number(page->zoomFactor) +
+               ", pan (" + number(page->panDelta.x) + ", " + number(page->panDelta.y) + ")\n";
+        if (!page->pointSets) continue;
+        for (const KVSPointSetPtr& run : page->pointSets->pointSets()) {
+            const KColor& c = run->color();
+            out += "  " + number(run->length()) + " points, colour #" + c.hexString() + " alpha " + number(c.a) +
+                   "\n";
+        }
+    }
+    return out;
+}
+
+bool writeAll(const std::string& path, std::span<const std::uint8_t> bytes, std::string& why) {
+    // Written beside the target and renamed over it, so that a failure leaves nothing half-written.
+    const std::string temporary = path + ".velumen-upgrade";
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        out.flush();
+        if (!out) {
+            why = path + ": cannot write";
+            out.close();
+            std::remove(temporary.c_str());
+            return false;
+        }
+    }
+    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+        why = path + ": cannot write (" + std::strerror(errno) + ")";
+        std::remove(temporary.c_str());
+        return false;
+    }
+    return true;
+}
+
+std::optional<long long> parseIndex(std::string_view text) {
+    long long value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.empty()) return usage();
+    const std::string& command = args[0];
+    const QtImageCodec codec;
+    std::string why;
+
+    if (command == "info") {
+        if (args.size() < 2 || args.size() > 3 || (args.size() == 3 && args[2] != "--json")) return usage();
+        const std::optional<LoadedBook> loaded = load(args[1], codec, why);
+        if (!loaded) return failure(why);
+        const std::string out = args.size() == 3 ? infoJson(*loaded->book) : infoText(*loaded->book);
+        std::fwrite(out.data(), 1, out.size(), stdout);
+        return 0;
+    }
+    if (command == "svg") {
+        if (args.size() != 2 && !(args.size() == 4 && args[2] == "--page")) return usage();
+        const std::optional<LoadedBook> loaded = load(args[1], codec, why);
+        if (!loaded) return failure(why);
+        const FoliantData& book = *loaded->book;
+        long long page = book.pageNum() + 1;
+        if (args.size() == 4) {
+            const std::optional<long long> asked = parseIndex(args[3]);
+            if (!asked) return usage();
+            page = *asked;
+        }
+        if (page < 1 || static_cast<unsigned long long>(page) > book.pages().size())
+            return failure(args[1] + ": no page " + number(page) + " (the book has " + number(book.pages().size()) +
+                           ")");
+        const FoliantPagePtr& chosen = book.pages()[static_cast<std::size_t>(page - 1)];
+        const std::string svg = chosen->pointSets ? chosen->pointSets->svgRepresentation()
+                                                  : KVSPointSetArray().svgRepresentation();
+        std::fwrite(svg.data(), 1, svg.size(), stdout);
+        return 0;
+    }
+    if (command == "upgrade") {
+        if (args.size() != 3) return usage();
+        const std::optional<LoadedBook> loaded = load(args[1], codec, why);
+        if (!loaded) return failure(why);
+        std::vector<std::uint8_t> bytes;
+        try {
+            bytes = archivedDataWithRootObject(*loaded->book, &codec);
+        } catch (const ArchiveError& e) {
+            return failure(args[1] + ": cannot be written again (" + e.what() + ")");
+        }
+        if (!writeAll(args[2], bytes, why)) return failure(why);
+        return 0;
+    }
+    return usage();
+}

@@ -1,0 +1,392 @@
+// Keyed archives: an object graph in a binary property list, the form of book files, clipboard items and
+// the objects kept in the settings.
+//
+// The top dictionary holds "$archiver" = "NSKeyedArchiver", "$version" = 100000, "$objects" (a flat
+// array whose entry 0 is "$null") and "$top" = {"root": UID}. An object of a coded class is a dictionary
+// of its keys plus "$class", the UID of a class record {"$classname", "$classes"}. UID 0 is nil. Scalars
+// sit in place in their object's dictionary; objects are referred to by UID and stored once however
+// often they are referred to.
+//
+// Decoding is lazy: a class's initWithCoder asks for the keys it wants, and only the objects under those
+// keys are built. Each archive object is built once and shared by every reference to it. Anything that
+// does not fit (a wrong kind or class under a key, a reference outside the table, a cycle, nesting
+// deeper than kMaxDepth, more memory than the budget allows) raises ArchiveError, which the caller turns
+// into "not a readable book".
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <unordered_map>
+#include <vector>
+
+#include "document/BinaryPlist.h"
+#include "ink/KGeometry.h"
+
+namespace velumen {
+
+class ImageCodec;
+
+class ArchiveError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// The class chain of a coded class as it is written in its class record: the class first, "NSObject"
+// last.
+using ArchiveClass = std::initializer_list<std::string_view>;
+
+namespace archive_detail {
+// One distinct address per type, to check that a shared object is asked for as the type it was built as.
+template <class T>
+inline const char typeTag = 0;
+}  // namespace archive_detail
+
+class KeyedUnarchiver;
+
+// The object being decoded, as its initWithCoder sees it. Also a view of an NSDictionary, whose values are
+// all objects: a number under a key of a dictionary is read by the scalar calls.
+class KeyedDecoder {
+  public:
+    bool containsValueForKey(std::string_view key) const;
+
+    // Integers of 1 to 8 bytes, reals (truncated towards zero, saturating) and booleans; missing: 0.
+    std::int64_t decodeInt64ForKey(std::string_view key) const;
+    // The low 32 bits of decodeInt64ForKey, as the platform's decodeIntForKey: does.
+    std::int32_t decodeInt32ForKey(std::string_view key) const;
+    std::int32_t decodeIntForKey(std::string_view key) const { return decodeInt32ForKey(key); }
+    std::int64_t decodeIntegerForKey(std::string_view key) const { return decodeInt64ForKey(key); }
+    // Reals of 4 or 8 bytes and integers; missing: 0.
+    double decodeDoubleForKey(std::string_view key) const;
+    float decodeFloatForKey(std::string_view key) const { return static_cast<float>(decodeDoubleForKey(key)); }
+    // Booleans and numbers (non-zero is true); missing: false.
+    bool decodeBoolForKey(std::string_view key) const;
+    // "{x, y}" and "{{x, y}, {w, h}}"; missing or unparsable numbers read as 0.
+    Point decodeCGPointForKey(std::string_view key) const;
+    Rect decodeCGRectForKey(std::string_view key) const;
+
+    // Bytes under the key: NSData (bare) or NSMutableData; a view into the archive's bytes. Absent or nil:
+    // nullopt.
+    std::optional<std::span<const std::uint8_t>> decodeDataForKey(std::string_view key) const;
+    // NSString (bare) or NSMutableString, in UTF-8. Absent or nil: nullopt.
+    std::optional<std::string> decodeStringForKey(std::string_view key) const;
+    // NSDate: seconds since 1 January 2001 UTC. Absent or nil: nullopt.
+    std::optional<double> decodeDateForKey(std::string_view key) const;
+
+    // The class name of the object under the key ("NSData", "NSString" and "NSNumber" for the bare
+    // property-list forms); nullopt for nil or an absent key.
+    std::optional<std::string> classNameForKey(std::string_view key) const;
+
+    // The object under the key, built by decode(const KeyedDecoder&) -> std::shared_ptr<T> the first time
+    // this archive object is asked for, and the same pointer every later time. Absent or nil: nullptr. An
+    // object whose class is not among `classNames` raises.
+    template <class T, class Decode>
+    std::shared_ptr<T> decodeObjectForKey(std::string_view key, std::initializer_list<std::string_view> classNames,
+                                          Decode&& decode) const;
+
+    // An NSArray or NSMutableArray under the key whose members are decoded as decodeObjectForKey does;
+    // a nil member raises. Absent or nil: nullopt.
+    template <class T, class Decode>
+    std::optional<std::vector<std::shared_ptr<T>>> decodeArrayForKey(
+        std::string_view key, std::initializer_list<std::string_view> classNames, Decode&& decode) const;
+
+    KeyedUnarchiver& unarchiver() const { return *unarchiver_; }
+    const ImageCodec* imageCodec() const;
+
+  private:
+    friend class KeyedUnarchiver;
+    KeyedDecoder(KeyedUnarchiver& unarchiver, std::uint64_t uid, bool isDictionary, unsigned depth)
+        : unarchiver_(&unarchiver), uid_(uid), isDictionary_(isDictionary), depth_(depth) {}
+
+    // The value stored under the key as it is; nullopt when the key is absent.
+    std::optional<plist::Ref> rawValue(std::string_view key) const;
+    // The value under the key with a UID followed into "$objects"; nullopt when the key is absent.
+    std::optional<plist::Ref> valueRef(std::string_view key) const;
+    // The "$objects" index under the key: nullopt when absent, 0 for nil; raises when not a UID.
+    std::optional<std::uint64_t> uidForKey(std::string_view key) const;
+    std::shared_ptr<void> decodeShared(std::uint64_t uid, const void* tag,
+                                       std::initializer_list<std::string_view> classNames,
+                                       std::shared_ptr<void> (*thunk)(const void*, const KeyedDecoder&),
+                                       const void* decode) const;
+
+    KeyedUnarchiver* unarchiver_;
+    std::uint64_t uid_;
+    bool isDictionary_;
+    unsigned depth_;
+};
+
+class KeyedUnarchiver {
+  public:
+    static constexpr unsigned kMaxDepth = 64;
+
+    // Checks the frame. Raises ArchiveError for bytes that are not a keyed archive. The bytes and the codec
+    // must outlive the unarchiver and everything it hands out as a view.
+    KeyedUnarchiver(std::span<const std::uint8_t> bytes, const ImageCodec* codec = nullptr);
+
+    // The root object, decoded as decodeObjectForKey does; nullptr when "root" is absent or nil.
+    template <class T, class Decode>
+    std::shared_ptr<T> decodeRootObject(std::initializer_list<std::string_view> classNames, Decode&& decode);
+
+    // Charged for every byte a decoder copies out of the archive, inflates, or holds in built objects.
+    // Raises once the total exceeds the budget: a few times the archive's size.
+    void chargeBytes(std::uint64_t bytes);
+    std::uint64_t budget() const { return budget_; }
+    std::uint64_t charged() const { return charged_; }
+
+    const ImageCodec* imageCodec() const { return codec_; }
+
+  private:
+    friend class KeyedDecoder;
+    struct Memo {
+        std::shared_ptr<void> object;
+        const void* tag = nullptr;
+        bool inProgress = false;
+    };
+
+    const plist::Reader& reader() const { return *reader_; }
+    // "$objects"[uid] as a property-list reference; raises when out of range.
+    plist::Ref objectRef(std::uint64_t uid) const;
+    // The class name of the object at uid, from its class record ("NSData", "NSString", "NSNumber",
+    // "NSNull"-free forms for bare values). Raises for a malformed record.
+    std::string className(std::uint64_t uid);
+    bool isKeyedObject(std::uint64_t uid) const;
+
+    std::optional<plist::Reader> reader_;
+    plist::Ref objects_ = 0;
+    std::uint64_t objectCount_ = 0;
+    std::optional<std::uint64_t> rootUid_;
+    const ImageCodec* codec_ = nullptr;
+    std::unordered_map<std::uint64_t, Memo> memo_;
+    std::unordered_map<std::uint64_t, std::string> classNames_;
+    std::uint64_t budget_ = 0;
+    std::uint64_t charged_ = 0;
+};
+
+class KeyedArchiver;
+
+// The object being encoded, as its encodeWithCoder sees it.
+class KeyedEncoder {
+  public:
+    void encodeInt(std::string_view key, std::int64_t value);
+    void encodeInteger(std::string_view key, std::int64_t value) { encodeInt(key, value); }
+    void encodeFloat(std::string_view key, float value);
+    void encodeDouble(std::string_view key, double value);
+    void encodeBool(std::string_view key, bool value);
+    // Printed with the shortest digits that read back to the same double.
+    void encodeCGPoint(std::string_view key, Point value);
+    void encodeCGRect(std::string_view key, Rect value);
+    // A bare NSData. The bytes are copied when the archive is finished, not before: keep them alive and
+    // unchanged until then.
+    void encodeData(std::string_view key, std::span<const std::uint8_t> bytes);
+    // A bare NSData whose bytes the archiver keeps until it is finished.
+    void encodeOwnedData(std::string_view key, std::vector<std::uint8_t> bytes);
+    // A bare NSString.
+    void encodeString(std::string_view key, std::string_view utf8);
+    void encodeDate(std::string_view key, double secondsSinceReferenceDate);
+    void encodeNil(std::string_view key);
+
+    // The object under the key: encoded by encode(const T&, KeyedEncoder&) the first time this very object
+    // (by address) is met in the archive, referred to by its UID every later time. nullptr writes nil.
+    template <class T, class Encode>
+    void encodeObject(std::string_view key, const T* object, ArchiveClass classChain, Encode&& encode);
+    // An array of objects, each as encodeObject. The array's own class chain is given, e.g.
+    // {"NSMutableArray", "NSArray", "NSObject"}.
+    template <class T, class Encode>
+    void encodeArray(std::string_view key, const std::vector<std::shared_ptr<T>>& objects, ArchiveClass arrayClass,
+                     ArchiveClass elementClass, Encode&& encode);
+
+    KeyedArchiver& archiver() const { return *archiver_; }
+    const ImageCodec* imageCodec() const;
+
+  private:
+    friend class KeyedArchiver;
+    explicit KeyedEncoder(KeyedArchiver& archiver) : archiver_(&archiver) {}
+    void add(std::string_view key, plist::Ref value);
+    // A number or boolean: in place, or as an object of its own in a dictionary.
+    void addScalar(std::string_view key, plist::Ref value);
+
+    KeyedArchiver* archiver_;
+    // An NSDictionary's encoder: every value becomes an object of its own.
+    bool isDictionary_ = false;
+    std::vector<plist::Ref> keys_;
+    std::vector<plist::Ref> values_;
+};
+
+class KeyedArchiver {
+  public:
+    explicit KeyedArchiver(const ImageCodec* codec = nullptr);
+
+    // The whole archive with `root` as its root object, encoded by encode(const T&, KeyedEncoder&).
+    // nullopt only when the property-list writer refuses its input (text that is not UTF-8).
+    template <class T, class Encode>
+    std::optional<std::vector<std::uint8_t>> archivedDataWithRootObject(const T& root, ArchiveClass classChain,
+                                                                        Encode&& encode);
+    // The same with an NSDictionary as the root: every value written through the encoder becomes an
+    // object (numbers as NSNumber), as the platform's dictionaries hold them.
+    template <class Encode>
+    std::optional<std::vector<std::uint8_t>> archivedDictionary(Encode&& encode);
+
+    const ImageCodec* imageCodec() const { return codec_; }
+
+  private:
+    friend class KeyedEncoder;
+    plist::Ref string(std::string_view text);
+    plist::Ref uidRef(std::uint64_t uid);
+    // A new "$objects" slot, filled later with setObject.
+    std::uint64_t reserve();
+    void setObject(std::uint64_t uid, plist::Ref ref) { objects_[uid] = ref; }
+    // A bare value as a new "$objects" entry; its UID.
+    std::uint64_t addValueObject(plist::Ref ref);
+    plist::Ref classRecord(ArchiveClass classChain);
+    // Closes an encoder into its object dictionary, adding "$class".
+    plist::Ref finishObject(KeyedEncoder& encoder, ArchiveClass classChain);
+    std::uint64_t encodeTyped(const void* object, ArchiveClass classChain,
+                              void (*thunk)(const void*, const void*, KeyedEncoder&), const void* encode);
+    std::optional<std::vector<std::uint8_t>> finish(std::uint64_t rootUid);
+
+    const ImageCodec* codec_;
+    plist::Writer writer_;
+    std::vector<plist::Ref> objects_;
+    // Class name and address of every object written so far, to its UID.
+    std::unordered_map<std::string, std::uint64_t> identities_;
+    std::unordered_map<std::string, plist::Ref> strings_;
+    std::unordered_map<std::uint64_t, plist::Ref> uidRefs_;
+    std::unordered_map<std::string, plist::Ref> classes_;
+    std::vector<std::unique_ptr<std::vector<std::uint8_t>>> ownedData_;
+};
+
+// ---- templates ----
+
+template <class T, class Decode>
+std::shared_ptr<T> KeyedDecoder::decodeObjectForKey(std::string_view key,
+                                                    std::initializer_list<std::string_view> classNames,
+                                                    Decode&& decode) const {
+    const std::optional<std::uint64_t> uid = uidForKey(key);
+    if (!uid || *uid == 0) return nullptr;
+    using Fn = std::decay_t<Decode>;
+    const Fn callable(decode);
+    auto thunk = [](const void* fn, const KeyedDecoder& coder) -> std::shared_ptr<void> {
+        return std::static_pointer_cast<void>(std::shared_ptr<T>((*static_cast<const Fn*>(fn))(coder)));
+    };
+    return std::static_pointer_cast<T>(
+        decodeShared(*uid, &archive_detail::typeTag<T>, classNames, thunk, &callable));
+}
+
+template <class T, class Decode>
+std::optional<std::vector<std::shared_ptr<T>>> KeyedDecoder::decodeArrayForKey(
+    std::string_view key, std::initializer_list<std::string_view> classNames, Decode&& decode) const {
+    const std::optional<std::uint64_t> uid = uidForKey(key);
+    if (!uid || *uid == 0) return std::nullopt;
+    const std::string arrayClass = unarchiver_->className(*uid);
+    if (arrayClass != "NSArray" && arrayClass != "NSMutableArray")
+        throw ArchiveError("an array was expected under \"" + std::string(key) + "\"");
+    if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) throw ArchiveError("objects nested too deeply");
+    const KeyedDecoder arrayCoder(*unarchiver_, *uid, false, depth_ + 1);
+    const std::optional<plist::Ref> members = arrayCoder.valueRef("NS.objects");
+    const plist::Reader& reader = unarchiver_->reader();
+    const std::optional<std::uint64_t> count = members ? reader.arrayCount(*members) : std::nullopt;
+    if (!count) throw ArchiveError("an array without its members");
+    unarchiver_->chargeBytes(*count * sizeof(std::shared_ptr<T>));
+    std::vector<std::shared_ptr<T>> result;
+    result.reserve(*count);
+    using Fn = std::decay_t<Decode>;
+    const Fn callable(decode);
+    auto thunk = [](const void* fn, const KeyedDecoder& coder) -> std::shared_ptr<void> {
+        return std::static_pointer_cast<void>(std::shared_ptr<T>((*static_cast<const Fn*>(fn))(coder)));
+    };
+    for (std::uint64_t i = 0; i < *count; ++i) {
+        const std::optional<plist::Ref> member = reader.arrayAt(*members, i);
+        const std::optional<std::uint64_t> memberUid = member ? reader.asUID(*member) : std::nullopt;
+        if (!memberUid || *memberUid == 0) throw ArchiveError("an array member that is not an object");
+        result.push_back(std::static_pointer_cast<T>(
+            arrayCoder.decodeShared(*memberUid, &archive_detail::typeTag<T>, classNames, thunk, &callable)));
+    }
+    return result;
+}
+
+template <class T, class Decode>
+std::shared_ptr<T> KeyedUnarchiver::decodeRootObject(std::initializer_list<std::string_view> classNames,
+                                                     Decode&& decode) {
+    if (!rootUid_ || *rootUid_ == 0) return nullptr;
+    const KeyedDecoder top(*this, 0, false, 0);
+    using Fn = std::decay_t<Decode>;
+    const Fn callable(decode);
+    auto thunk = [](const void* fn, const KeyedDecoder& coder) -> std::shared_ptr<void> {
+        return std::static_pointer_cast<void>(std::shared_ptr<T>((*static_cast<const Fn*>(fn))(coder)));
+    };
+    return std::static_pointer_cast<T>(
+        top.decodeShared(*rootUid_, &archive_detail::typeTag<T>, classNames, thunk, &callable));
+}
+
+template <class T, class Encode>
+void KeyedEncoder::encodeObject(std::string_view key, const T* object, ArchiveClass classChain, Encode&& encode) {
+    if (!object) {
+        encodeNil(key);
+        return;
+    }
+    using Fn = std::decay_t<Encode>;
+    const Fn callable(encode);
+    auto thunk = [](const void* fn, const void* obj, KeyedEncoder& coder) {
+        (*static_cast<const Fn*>(fn))(*static_cast<const T*>(obj), coder);
+    };
+    const std::uint64_t uid = archiver_->encodeTyped(object, classChain, thunk, &callable);
+    add(key, archiver_->uidRef(uid));
+}
+
+template <class T, class Encode>
+void KeyedEncoder::encodeArray(std::string_view key, const std::vector<std::shared_ptr<T>>& objects,
+                               ArchiveClass arrayClass, ArchiveClass elementClass, Encode&& encode) {
+    using Fn = std::decay_t<Encode>;
+    const Fn callable(encode);
+    auto thunk = [](const void* fn, const void* obj, KeyedEncoder& coder) {
+        (*static_cast<const Fn*>(fn))(*static_cast<const T*>(obj), coder);
+    };
+    const std::uint64_t arrayUid = archiver_->reserve();
+    std::vector<plist::Ref> members;
+    members.reserve(objects.size());
+    for (const std::shared_ptr<T>& object : objects) {
+        const std::uint64_t uid = object ? archiver_->encodeTyped(object.get(), elementClass, thunk, &callable) : 0;
+        members.push_back(archiver_->uidRef(uid));
+    }
+    KeyedEncoder arrayCoder(*archiver_);
+    arrayCoder.add("NS.objects", archiver_->writer_.addArray(members));
+    archiver_->setObject(arrayUid, archiver_->finishObject(arrayCoder, arrayClass));
+    add(key, archiver_->uidRef(arrayUid));
+}
+
+template <class T, class Encode>
+std::optional<std::vector<std::uint8_t>> KeyedArchiver::archivedDataWithRootObject(const T& root,
+                                                                                  ArchiveClass classChain,
+                                                                                  Encode&& encode) {
+    using Fn = std::decay_t<Encode>;
+    const Fn callable(encode);
+    auto thunk = [](const void* fn, const void* obj, KeyedEncoder& coder) {
+        (*static_cast<const Fn*>(fn))(*static_cast<const T*>(obj), coder);
+    };
+    return finish(encodeTyped(&root, classChain, thunk, &callable));
+}
+
+template <class Encode>
+std::optional<std::vector<std::uint8_t>> KeyedArchiver::archivedDictionary(Encode&& encode) {
+    const std::uint64_t uid = reserve();
+    KeyedEncoder coder(*this);
+    coder.isDictionary_ = true;
+    encode(coder);
+    // NS.keys and NS.objects: the key strings become objects of their own.
+    std::vector<plist::Ref> keyUids;
+    keyUids.reserve(coder.keys_.size());
+    for (plist::Ref key : coder.keys_) keyUids.push_back(uidRef(addValueObject(key)));
+    KeyedEncoder dictCoder(*this);
+    dictCoder.add("NS.keys", writer_.addArray(keyUids));
+    dictCoder.add("NS.objects", writer_.addArray(coder.values_));
+    setObject(uid, finishObject(dictCoder, {"NSDictionary", "NSObject"}));
+    return finish(uid);
+}
+
+}  // namespace velumen
