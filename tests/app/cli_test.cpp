@@ -1,0 +1,180 @@
+// The velumen tool run as a program on real files: books from our writer, an old book made by an
+// independent writer (Python's plistlib), and files that are not books.
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "document/FoliantData.h"
+#include "objects/qt/QtImageCodec.h"
+
+namespace velumen {
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+
+struct ToolRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string slurp(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+class VelumenTool : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        dir = fs::temp_directory_path() / ("velumen-cli-" + std::to_string(::getpid()) + "-" +
+                                           ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(dir);
+        fs::create_directories(dir);
+    }
+    void TearDown() override { fs::remove_all(dir); }
+
+    ToolRun tool(const std::string& args) {
+        const fs::path out = dir / "stdout", err = dir / "stderr";
+        const std::string command = std::string(VELUMEN_TOOL) + " " + args + " >" + out.string() + " 2>" + err.string();
+        const int raw = std::system(command.c_str());
+        return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
+    }
+    fs::path write(const std::string& name, const Bytes& bytes) {
+        const fs::path path = dir / name;
+        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
+                                                    static_cast<std::streamsize>(bytes.size()));
+        return path;
+    }
+
+    fs::path dir;
+    QtImageCodec codec;
+};
+
+FoliantDataPtr sampleBook() {
+    auto book = std::make_shared<FoliantData>();
+    for (int p = 0; p < 2; ++p) {
+        FoliantPagePtr page = FoliantData::createNewPage();
+        KVSPointSetPtr run = KVSPointSet::initWithLength(static_cast<std::uint64_t>(3 + p));
+        for (std::uint64_t i = 0; i < run->length(); ++i) {
+            run->buffer()[i * 3] = 10.0f * static_cast<float>(i);
+            run->buffer()[i * 3 + 1] = 20.0f;
+            run->buffer()[i * 3 + 2] = 1.5f;
+        }
+        run->setColor({0.1, 0.5, 1.0, 0.75});
+        page->pointSets->addObject(run);
+        page->panDelta = {-12.5, 3};
+        page->zoomFactor = 0.1f;
+        page->images.push_back(std::make_shared<FoliantImage>());
+        book->pages().push_back(page);
+    }
+    book->setPageNum(1);
+    KImage preview;
+    preview.width = 40;
+    preview.height = 50;
+    preview.scale = 2;
+    preview.pixels.assign(40 * 50, 0xFF336699u);
+    book->setThumbnail(std::make_shared<KImage>(preview));
+    return book;
+}
+
+TEST_F(VelumenTool, DescribesAndDrawsABookFromOurWriter) {
+    FoliantDataPtr book = sampleBook();
+    const fs::path path = write("sample.velumen", archivedDataWithRootObject(*book, &codec));
+
+    const ToolRun json = tool("info " + path.string() + " --json");
+    ASSERT_EQ(json.status, 0) << json.err;
+    // Colours are stored as 32-bit floats and reported exactly as read.
+    const std::string run0 = R"({"length":3,"color":[0.10000000149011612,0.5,1,0.75]})";
+    const std::string run1 = R"({"length":4,"color":[0.10000000149011612,0.5,1,0.75]})";
+    const std::string page = R"(],"panDelta":[-12.5,3],"zoomFactor":0.1,"images":1,"textBoxes":0})";
+    EXPECT_EQ(json.out, R"({"version":103,"pageNum":1,"isLocked":false,"thumbnail":{"scale":2,"width":40,"height":50},)"
+                        R"("masterImages":0,"pages":[{"pointSets":[)" +
+                            run0 + page + R"(,{"pointSets":[)" + run1 + page + "]}\n");
+
+    const ToolRun text = tool("info " + path.string());
+    EXPECT_EQ(text.status, 0);
+    EXPECT_NE(text.out.find("40 x 50 pixels, scale 2"), std::string::npos) << text.out;
+
+    const ToolRun current = tool("svg " + path.string());
+    const ToolRun first = tool("svg " + path.string() + " --page 1");
+    EXPECT_EQ(current.out, book->pages()[1]->pointSets->svgRepresentation());
+    EXPECT_EQ(first.out, book->pages()[0]->pointSets->svgRepresentation());
+    EXPECT_NE(current.out, first.out);
+    const ToolRun missing = tool("svg " + path.string() + " --page 3");
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(missing.out.empty());
+}
+
+TEST_F(VelumenTool, UpgradesAnOldBookWrittenByAnotherImplementation) {
+    // A version 101 book as an independent writer makes it: ink at book level, legacy runs of x, y pairs.
+    const fs::path old = dir / "old.velumen";
+    const std::string script = R"(
+import plistlib, struct, sys
+from plistlib import UID
+o = ["$null"]
+def add(x):
+    o.append(x); return UID(len(o) - 1)
+def cls(n): return add({"$classname": n, "$classes": [n, "NSObject"]})
+color = add({"r": 0.0, "g": 0.0, "b": 1.0, "a": 1.0, "$class": cls("KColor")})
+ps = cls("KPointSet")
+run = add({"length": 99, "data": add(struct.pack("<6f", 1, 2, 3, 4, 5, 6)), "pointSize": 8.0, "color": color, "$class": ps})
+empty = add({"length": 0, "data": add(b""), "pointSize": 2.0, "color": color, "$class": ps})
+arr = add({"NS.objects": [run, empty], "$class": cls("NSArray")})
+legacy = add({"pointSets": arr, "$class": cls("KPointSetArray")})
+root = add({"version": 101, "pointSets": legacy, "panDelta": add("{4, 5}"), "zoomFactor": 2.0, "$class": cls("FoliantData")})
+top = {"$archiver": "NSKeyedArchiver", "$version": 100000, "$objects": o, "$top": {"root": root}}
+open(sys.argv[1], "wb").write(plistlib.dumps(top, fmt=plistlib.FMT_BINARY))
+)";
+    std::ofstream(dir / "make.py") << script;
+    ASSERT_EQ(std::system(("python3 " + (dir / "make.py").string() + " " + old.string()).c_str()), 0);
+
+    const ToolRun before = tool("info " + old.string() + " --json");
+    ASSERT_EQ(before.status, 0) << before.err;
+    EXPECT_EQ(before.out, R"({"version":101,"pageNum":0,"isLocked":false,"thumbnail":null,"masterImages":0,)"
+                          R"("pages":[{"pointSets":[{"length":3,"color":[0,0,1,1]}],"panDelta":[4,5],"zoomFactor":2,)"
+                          R"("images":0,"textBoxes":0}]})"
+                          "\n");
+    const fs::path upgraded = dir / "new.velumen";
+    const ToolRun run = tool("upgrade " + old.string() + " " + upgraded.string());
+    ASSERT_EQ(run.status, 0) << run.err;
+    const ToolRun after = tool("info " + upgraded.string() + " --json");
+    EXPECT_EQ(after.out, R"({"version":103)" + before.out.substr(before.out.find(',')));
+    // Each legacy point's size is half the run's point size.
+    EXPECT_NE(tool("svg " + upgraded.string()).out.find(R"(r="2.40")"), std::string::npos);
+}
+
+TEST_F(VelumenTool, RefusesFilesThatAreNotBooksWithOneLineAndNoOutput) {
+    const Bytes good = archivedDataWithRootObject(*sampleBook(), &codec);
+    const std::vector<std::pair<std::string, Bytes>> bad = {
+        {"text.velumen", Bytes{'h', 'e', 'l', 'l', 'o', '\n'}},
+        {"empty.velumen", Bytes{}},
+        {"cut.velumen", Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(good.size() / 2))},
+    };
+    for (const auto& [name, bytes] : bad) {
+        SCOPED_TRACE(name);
+        const fs::path path = write(name, bytes);
+        for (const std::string& args : {"info " + path.string(), "svg " + path.string(),
+                                        "upgrade " + path.string() + " " + (dir / "out.velumen").string()}) {
+            const ToolRun r = tool(args);
+            EXPECT_EQ(r.status, 1);
+            EXPECT_TRUE(r.out.empty());
+            EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+            EXPECT_NE(r.err.find("not a readable book"), std::string::npos) << r.err;
+        }
+        EXPECT_FALSE(fs::exists(dir / "out.velumen"));
+    }
+    EXPECT_EQ(tool("info " + (dir / "absent.velumen").string()).status, 1);
+    EXPECT_EQ(tool("frobnicate").status, 2);
+}
+
+}  // namespace
+}  // namespace velumen
