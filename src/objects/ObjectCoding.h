@@ -1,0 +1,38 @@
+// Archive forms shared by the page objects: fonts, alpha with its floor, and stored bytes. Colours are
+// coded with the ink's colour coder (document/InkCoding.h).
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "objects/KFont.h"
+
+namespace velumen {
+
+class KeyedEncoder;
+class KeyedDecoder;
+
+// Bytes kept by a model object: shared between copies, compared by identity.
+using SharedBytes = std::shared_ptr<const std::vector<std::uint8_t>>;
+
+// A "KFont" object. The archiver knows objects by address: `font` must be a field of the object being
+// encoded, never a temporary.
+void encodeFont(KeyedEncoder& coder, std::string_view key, const KFont& font);
+// The "KFont" under the key. Anything else (nil, absent, an old platform font object, a string) is
+// replaced by KFont::kFallbackName at KFont::kFallbackPointSize.
+KFont decodeFontOrFallback(const KeyedDecoder& coder, std::string_view key);
+
+// An alpha stored as a float: absent reads as 1.0, and exactly 0 as `lowest`, so that nothing comes back
+// invisible.
+double decodeAlpha(const KeyedDecoder& coder, std::string_view key, double lowest = 0.1);
+
+// The bytes under the key, copied out of the archive and charged to its budget; nullptr when absent, nil
+// or empty.
+SharedBytes decodeSharedBytes(const KeyedDecoder& coder, std::string_view key);
+
+// A picture's scale as stored with its bytes: truncated to an integer, at least 1 (NaN reads as 1).
+std::int32_t truncatedScale(double scale);
+
+}  // namespace velumen
