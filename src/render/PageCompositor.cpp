@@ -1,0 +1,459 @@
+#include "render/PageCompositor.h"
+
+#include <QImage>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "render/KGLUtils.h"
+
+namespace velumen {
+
+namespace {
+
+// The largest stored size of a run; only asked for runs whose centres lie outside the view.
+float largestSize(const KVSPointSet& run) {
+    const float* p = run.constBuffer();
+    float largest = 0;
+    for (std::uint64_t i = 0; i < run.length(); ++i) {
+        const float size = p[i * 3 + 2];
+        if (std::isnan(size)) return std::numeric_limits<float>::infinity();  // never passed over
+        largest = std::max(largest, size);
+    }
+    return largest;
+}
+
+}  // namespace
+
+PageCompositor::PageCompositor(EAGLView& view) : view_(view), gl_(view.layer()) {}
+
+PageCompositor::~PageCompositor() {
+    view_.renderingQueue().sync([this] {
+        if (!view_.context()) return;
+        for (auto& e : _pageImageTextures)
+            gl_.deleteTexture(e.texture);
+        for (auto& e : _masterImageTextures)
+            gl_.deleteTexture(e.texture);
+        gl_.deleteTexture(inkSnapshotTextureId);
+        gl_.deleteTexture(brushTextureId);
+        gl_.deleteTexture(brush2TextureId);
+        gl_.deleteTexture(pictureBorder1TextureId);
+    });
+}
+
+// ---- Set-up ----
+
+void PageCompositor::initializeEagl(double screenScale, bool supportRetina) {
+    screenScaleFactor = 1.0f;
+    view_.setSupportRetina(supportRetina, screenScale);
+    if (supportRetina && screenScale > 0 && std::isfinite(screenScale))
+        screenScaleFactor = float(screenScale);
+    screenScaleFactor = screenScaleFactor * screenScaleFactor;
+}
+
+void PageCompositor::loadFixedTextures() {
+    initializeBrush();
+    initializeBrush(brush2TextureId, KGLUtils::kImageFromQImage(QImage(":/Particle2.png")));
+    if (pictureBorder1TextureId == 0) {
+        const KImage frame = KGLUtils::kImageFromQImage(QImage(":/Picture Border 1.png"));
+        view_.renderingQueue().sync([&] {
+            if (view_.context())
+                KGLUtils::createTextureWithNonPow2ImageAndMaxSize(gl_, pictureBorder1TextureId, frame, 1024);
+        });
+    }
+}
+
+void PageCompositor::deleteFixedTextures() {
+    view_.renderingQueue().sync([this] {
+        if (!view_.context()) return;
+        gl_.deleteTexture(brushTextureId);
+        gl_.deleteTexture(brush2TextureId);
+        gl_.deleteTexture(pictureBorder1TextureId);
+    });
+}
+
+void PageCompositor::initializeBrush() {
+    initializeBrush(brushTextureId, KGLUtils::kImageFromQImage(QImage(":/Particle.png")));
+}
+
+void PageCompositor::initializeBrush(GLuint& texture, const KImage& image) {
+    view_.renderingQueue().sync([&] {
+        if (view_.context()) KGLUtils::createTextureWithPow2Image(gl_, texture, image);
+    });
+}
+
+void PageCompositor::setBrushColorWithKColor(const KColor& c) {
+    setBrushColorWithRed(c.r, c.g, c.b, c.a);
+}
+
+void PageCompositor::setBrushColorWithRed(double red, double green, double blue, double alpha) {
+    gl_.color4f(float(red * alpha), float(green * alpha), float(blue * alpha), float(alpha));
+}
+
+float PageCompositor::pointAttenuationForScale(double scale) const {
+    const float twice = float(2.0 * scale);
+    return 1.0f / (twice * twice * screenScaleFactor);
+}
+
+// ---- Texture collections ----
+
+GLuint PageCompositor::createTextureForFoliantImage(const FoliantImage& image, const KImage& pixels) {
+    GLuint texture = 0;
+    view_.renderingQueue().sync([&] {
+        if (!view_.context()) return;
+        if (image.filterType == 1) {
+            KGLUtils::createTextureWithNonPow2ImageAndMaxSize(gl_, texture, KGLUtils::grayScaleImage(pixels),
+                                                              2048);
+        } else {
+            KGLUtils::createTextureWithNonPow2ImageAndMaxSize(gl_, texture, pixels, 2048);
+        }
+    });
+    return texture;
+}
+
+bool PageCompositor::addMasterImage(const FoliantImagePtr& image, const KImage& pixels) {
+    if (!image) return false;
+    const GLuint texture = createTextureForFoliantImage(*image, pixels);
+    if (!texture) return false;
+    _masterImageTextures.push_back({image, texture});
+    isFrameUpdateNeeded = true;
+    return true;
+}
+
+bool PageCompositor::addPageImage(const FoliantImagePtr& image, const KImage& pixels) {
+    if (!image) return false;
+    const GLuint texture = createTextureForFoliantImage(*image, pixels);
+    if (!texture) return false;
+    _pageImageTextures.push_back({image, texture});
+    isFrameUpdateNeeded = true;
+    return true;
+}
+
+void PageCompositor::removePageImage(const FoliantImagePtr& image) {
+    auto it = std::find_if(_pageImageTextures.begin(), _pageImageTextures.end(),
+                           [&](const ImageTextureEntry& e) { return e.object == image; });
+    if (it == _pageImageTextures.end()) return;
+    view_.renderingQueue().sync([&] {
+        if (view_.context()) gl_.deleteTexture(it->texture);
+    });
+    _pageImageTextures.erase(it);
+    isFrameUpdateNeeded = true;
+}
+
+void PageCompositor::removeAllPageImageTextures() {
+    view_.renderingQueue().sync([&] {
+        if (!view_.context()) return;
+        for (auto& e : _pageImageTextures)
+            gl_.deleteTexture(e.texture);
+    });
+    _pageImageTextures.clear();
+}
+
+void PageCompositor::removeAllMasterImageTextures() {
+    view_.renderingQueue().sync([&] {
+        if (!view_.context()) return;
+        for (auto& e : _masterImageTextures)
+            gl_.deleteTexture(e.texture);
+    });
+    _masterImageTextures.clear();
+}
+
+// ---- Repaint ----
+
+void PageCompositor::applyPageTransform(double zoom, Point panDelta) {
+    gl_.pushMatrix();
+    gl_.translatef(panDelta.x, panDelta.y);
+    gl_.scalef(zoom, zoom);
+    gl_.setPointAttenuation(pointAttenuationForScale(zoom));
+}
+
+void PageCompositor::renderAllLines() {
+    gl_.pushMatrix();
+    view_.clearCanvas();
+    applyPageTransform(zoomFactor, inkPanDelta);
+    renderAllImages();
+    if (pointSets) renderPointSets(*pointSets);
+    // Text boxes are live views over the surface; off-screen pictures draw them through their own layer.
+    gl_.popMatrix();
+    gl_.popMatrix();
+    gl_.flush();
+}
+
+void PageCompositor::renderAllLinesWithoutBackground() {
+    gl_.pushMatrix();
+    view_.clearCanvas();
+    applyPageTransform(zoomFactor, inkPanDelta);
+    gl_.clearColor(1, 1, 1, 0);
+    gl_.clear();
+    renderPageImages();
+    if (pointSets) renderPointSets(*pointSets);
+    gl_.popMatrix();
+    gl_.popMatrix();
+    gl_.flush();
+}
+
+void PageCompositor::renderPointSets(const KVSPointSetArray& sets) {
+    const GLuint brush = brushTextureId;
+    for (const KVSPointSetPtr& run : sets.pointSets()) {
+        if (!run || run->length() == 0) continue;
+        const KVSPointSet::CentreBounds& b = run->centreBounds();
+        if (gl_.isOutsideViewport(b.minX, b.minY, b.maxX, b.maxY, 0) &&
+            gl_.isOutsideViewport(b.minX, b.minY, b.maxX, b.maxY, largestSize(*run)))
+            continue;
+        setBrushColorWithKColor(run->color());
+        gl_.bindTexture(brush);
+        gl_.drawPoints(run->constBuffer(), run->length());
+    }
+    gl_.color4f(1, 1, 1, 1);
+    gl_.bindTexture(0);
+}
+
+void PageCompositor::renderEntry(const ImageTextureEntry& entry) {
+    if (!entry.object || !entry.texture) return;
+    const FoliantImage& image = *entry.object;
+    gl_.renderTexture(entry.texture, image.frame, float(image.alpha), image.angle);
+}
+
+void PageCompositor::renderAllImages() {
+    renderBackgroundImages();
+    renderPageImages();
+}
+
+void PageCompositor::renderBackgroundImages() {
+    for (const ImageTextureEntry& e : _masterImageTextures)
+        renderEntry(e);
+}
+
+void PageCompositor::renderPageImages() {
+    for (const ImageTextureEntry& e : _pageImageTextures) {
+        if (e.object) renderBorderForFoliantImage(*e.object);
+        renderEntry(e);
+    }
+}
+
+void PageCompositor::renderBorderForFoliantImage(const FoliantImage& image) {
+    if (image.borderStyle != 1 || !pictureBorder1TextureId) return;
+    const Rect& f = image.frame;
+    const double t = double(float(std::max(f.width, f.height) / 768.0 * 30.0));
+    gl_.renderTexture(pictureBorder1TextureId, {f.x - t, f.y - t, f.width + 2 * t, f.height + 3 * t},
+                      float(image.alpha), image.angle);
+}
+
+void PageCompositor::renderImagesForPage(const PageContent& page) {
+    renderBackgroundImages();
+    for (const FoliantImagePtr& image : page.images) {
+        if (!image) continue;
+        renderBorderForFoliantImage(*image);
+        const KImagePtr pixels = decodeImage ? decodeImage(*image) : nullptr;
+        if (!pixels) continue;
+        GLuint texture = 0;
+        KGLUtils::createTextureWithNonPow2ImageAndMaxSize(
+            gl_, texture, image->filterType == 1 ? KGLUtils::grayScaleImage(*pixels) : *pixels, 2048);
+        if (!texture) continue;
+        gl_.renderTexture(texture, image->frame, float(image->alpha), image->angle);
+        gl_.deleteTexture(texture);
+    }
+}
+
+// ---- Frame loop ----
+
+void PageCompositor::redrawAllLines() {
+    if (isApplicationSuspended) return;
+    numPoints = 0;
+    view_.renderingQueue().sync([this] {
+        if (!view_.setFramebuffer()) return;
+        renderAllLines();
+        view_.presentFramebuffer();
+        ++repaints_;
+    });
+}
+
+void PageCompositor::drawFrame() {
+    if (isFrameUpdateNeeded && !isFrameLocked && !isApplicationSuspended) {
+        redrawAllLines();
+        isFrameUpdateNeeded = false;
+    }
+}
+
+// ---- Back-drawn strokes ----
+
+void PageCompositor::saveInkSnapshotTexture() {
+    deleteInkSnapshotTexture();
+    view_.renderingQueue().sync([this] {
+        if (!view_.setFramebuffer()) return;
+        const int w = view_.framebufferWidth, h = view_.framebufferHeight;
+        GLuint texture = gl_.createRenderTexture(w, h, true);
+        GLuint framebuffer = gl_.createFramebufferForTexture(texture);
+        if (!framebuffer) {
+            gl_.deleteTexture(texture);
+            return;
+        }
+        const GLuint saved = gl_.boundFramebuffer();
+        gl_.bindFramebuffer(framebuffer);
+        gl_.viewport(0, 0, w, h);
+        applyPageTransform(zoomFactor, inkPanDelta);
+        gl_.clearColor(0, 0, 0, 0);
+        gl_.clear();
+        if (pointSets) renderPointSets(*pointSets);
+        gl_.bindFramebuffer(saved);
+        gl_.deleteFramebuffer(framebuffer);
+        inkSnapshotTextureId = texture;
+        snapshotWidth_ = w;
+        snapshotHeight_ = h;
+        gl_.flush();
+        gl_.popMatrix();
+    });
+}
+
+void PageCompositor::renderInkSnapshotTexture() {
+    if (!inkSnapshotTextureId) return;
+    // In view points over the whole surface: the texture has the back buffer's pixels, one for one.
+    const Size b = view_.bounds();
+    gl_.pushMatrix();
+    gl_.loadOrtho(b.width, b.height);
+    gl_.renderTexture(inkSnapshotTextureId, {0, 0, b.width, b.height}, 1.0f, 0, true);
+    gl_.popMatrix();
+}
+
+void PageCompositor::deleteInkSnapshotTexture() {
+    if (!inkSnapshotTextureId) return;
+    view_.renderingQueue().sync([this] {
+        if (view_.context()) gl_.deleteTexture(inkSnapshotTextureId);
+        inkSnapshotTextureId = 0;
+    });
+}
+
+void PageCompositor::deleteInkSnapshot() {
+    deleteInkSnapshotTexture();
+}
+
+// ---- Live drawing ----
+
+void PageCompositor::beginSegment(const KColor& lineColor, bool atBack, const KVSPointSetArray& strokeSoFar,
+                                  double zoom, Point panDelta) {
+    view_.renderingQueue().sync([&] {
+        segmentOpen_ = view_.setFramebuffer();
+        if (!segmentOpen_) return;
+        applyPageTransform(zoom, panDelta);
+        if (atBack) {
+            view_.clearCanvas();
+            renderAllImages();
+            renderPointSets(strokeSoFar);
+        }
+        gl_.bindTexture(brushTextureId);
+        setBrushColorWithKColor(lineColor);
+    });
+}
+
+void PageCompositor::drawCurvedRun(const KVSPointSet& run) {
+    if (!segmentOpen_) return;
+    view_.renderingQueue().sync([&] { gl_.drawPoints(run.constBuffer(), run.length()); });
+    numPoints += std::int64_t(run.length());
+}
+
+void PageCompositor::drawStraightRun(const KVSPointSet& run, float pointSize) {
+    if (!segmentOpen_) return;
+    view_.renderingQueue().sync([&] { gl_.drawPointsWithSize(run.constBuffer(), run.length(), pointSize); });
+    numPoints += std::int64_t(run.length());
+}
+
+void PageCompositor::endSegment(bool atBack) {
+    if (!segmentOpen_) return;
+    segmentOpen_ = false;
+    view_.renderingQueue().sync([&] {
+        if (atBack) renderInkSnapshotTexture();
+        gl_.color4f(1, 1, 1, 1);
+        gl_.bindTexture(0);
+        gl_.popMatrix();
+        gl_.flush();
+        view_.presentFramebuffer();
+    });
+}
+
+// ---- Pictures ----
+
+PageContent PageCompositor::currentPage() const {
+    PageContent page;
+    page.pointSets = pointSets;
+    for (const ImageTextureEntry& e : _pageImageTextures)
+        page.images.push_back(e.object);
+    return page;
+}
+
+QImage PageCompositor::getThumbnailImage() {
+    isFrameLocked = true;
+    QImage image = view_.getImageWithSize(view_.bounds(), [this] { renderAllLines(); });
+    isFrameLocked = false;
+    return image;
+}
+
+QImage PageCompositor::getThumbnailForPage(const PageContent& page, Size size, bool textBoxes) {
+    const float scale = float(size.width / 768.0);
+    return view_.getImageWithSize(size, [&] { renderFullPage(page, scale, textBoxes); });
+}
+
+void PageCompositor::renderFullPage(const PageContent& page, float scaleFactor, bool textBoxes) {
+    (void)textBoxes;  // text boxes are drawn by the text layer, which is not part of the GL picture
+    const double s = double(scaleFactor) * 0.5;
+    gl_.pushMatrix();
+    gl_.scalef(s, s);
+    view_.clearCanvas();
+    gl_.setPointAttenuation(pointAttenuationForScale(s));
+    renderImagesForPage(page);
+    if (page.pointSets) renderPointSets(*page.pointSets);
+    gl_.popMatrix();
+    gl_.flush();
+}
+
+QImage PageCompositor::getFullPageThumbnailImage() {
+    isFrameLocked = true;
+    int m = 0;
+    view_.renderingQueue().sync([&] {
+        if (view_.context()) m = gl_.maxTextureSize();
+    });
+    const int c = std::max(1, int(view_.contentsScale()));
+    const double f = m < 2048 ? 0.5 : 1.0;
+    QImage image = getThumbnailForPage(currentPage(), {kCanvasWidth * f / c, kCanvasHeight * f / c}, true);
+    isFrameLocked = false;
+    return image;
+}
+
+float PageCompositor::getMaxViewScaleFactor() {
+    int m = 0;
+    view_.renderingQueue().sync([&] {
+        if (view_.context()) m = gl_.maxTextureSize();
+    });
+    if (m >= 2049) m = 2048;
+    const int c = std::max(1, int(view_.contentsScale()));
+    const Size b = view_.bounds();
+    if (2 * b.width * c > m || 2 * b.height * c > m) return 1.0f;
+    return 2.0f;
+}
+
+QImage PageCompositor::getLargeThumbnailImageWithNoBackground(bool noBackground) {
+    isFrameLocked = true;
+    const float savedZoom = zoomFactor;
+    const Point savedPan = inkPanDelta;
+    const Size savedBounds = view_.bounds();
+    const float s = getMaxViewScaleFactor();
+    const Size large{savedBounds.width * s, savedBounds.height * s};
+    inkPanDelta = {savedPan.x * s, savedPan.y * s};
+    zoomFactor = savedZoom * s;
+    view_.layoutSubviews(large);
+    redrawAllLines();
+    QImage image = view_.getImageWithSize(large, [&] {
+        if (noBackground) {
+            renderAllLinesWithoutBackground();
+        } else {
+            renderAllLines();
+        }
+    });
+    zoomFactor = savedZoom;
+    inkPanDelta = savedPan;
+    view_.layoutSubviews(savedBounds);
+    redrawAllLines();
+    isFrameLocked = false;
+    return image;
+}
+
+}  // namespace velumen
