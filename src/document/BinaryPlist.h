@@ -10,15 +10,18 @@
 // Writer: a flat table of objects built by add* calls, each returning the object's index, serialised once
 // by finish() into a buffer whose size is computed exactly beforehand. Integers take the fewest bytes of
 // 1, 2, 4 or 8 (negative ones 8); offsets and object references take the fewest of 1, 2, 4 or 8 bytes that
-// hold every value. The same calls give the same bytes.
+// hold every value. Equal numbers and booleans are stored once. The same calls give the same bytes.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace velumen::plist {
@@ -74,6 +77,8 @@ class Reader {
     // Arrays and sets (a set is read as an array in file order).
     std::optional<std::uint64_t> arrayCount(Ref ref) const;
     std::optional<Ref> arrayAt(Ref ref, std::uint64_t index) const;
+    // arrayAt for an array whose count the caller has already taken, with an index below it.
+    std::optional<Ref> arrayAtChecked(Ref ref, std::uint64_t index) const { return refAt(entryAt(ref).a + index * refSize_); }
 
     std::optional<std::uint64_t> dictCount(Ref ref) const;
     std::optional<Ref> dictKeyAt(Ref ref, std::uint64_t index) const;
@@ -112,8 +117,19 @@ class Reader {
     // Objects lie in [8, tableOffset_).
     std::uint64_t tableOffset_ = 0;
 
-    mutable std::vector<Entry> entries_;
-    mutable std::vector<std::uint8_t> state_;
+    // The memo, in chunks made when an object in them is first decoded, so that opening a large file and
+    // reading a few objects of it costs no more than a small one.
+    static constexpr std::uint64_t kChunkSize = 1024;
+    struct Chunk {
+        Entry entries[kChunkSize];
+        std::uint8_t state[kChunkSize] = {};
+    };
+    Chunk& chunkOf(Ref ref) const;
+    // Only for objects already decoded.
+    const Entry& entryAt(Ref ref) const { return chunks_[ref / kChunkSize]->entries[ref % kChunkSize]; }
+    std::uint8_t stateAt(Ref ref) const { return chunks_[ref / kChunkSize]->state[ref % kChunkSize]; }
+
+    mutable std::vector<std::unique_ptr<Chunk>> chunks_;
 };
 
 class Writer {
@@ -141,6 +157,9 @@ class Writer {
     // Serialises the table with `top` as the top object. Fails (std::nullopt) when the table is empty,
     // `top` or a member reference is outside it, or an add* call was given invalid input.
     std::optional<std::vector<std::uint8_t>> finish(Ref top) const;
+    // The same into `out`, whose storage is reused when it is large enough (a save that recurs need not
+    // fault in a new buffer each time). False, with `out` unspecified, where finish() fails.
+    bool finishInto(Ref top, std::vector<std::uint8_t>& out) const;
 
   private:
     struct Object {
@@ -151,6 +170,7 @@ class Writer {
     };
 
     Ref push(const Object& object);
+    Ref pushScalar(const Object& object);
     std::uint64_t encodedSize(const Object& object, unsigned refSize) const;
 
     std::vector<Object> objects_;
@@ -158,6 +178,12 @@ class Writer {
     // ASCII bytes or UTF-16BE bytes of the strings, back to back.
     std::vector<std::uint8_t> text_;
     bool invalid_ = false;
+    struct ScalarHash {
+        std::size_t operator()(const std::pair<std::uint8_t, std::uint64_t>& s) const {
+            return std::hash<std::uint64_t>()(s.second * 0x9E3779B97F4A7C15ull + s.first);
+        }
+    };
+    std::unordered_map<std::pair<std::uint8_t, std::uint64_t>, Ref, ScalarHash> scalars_;
 };
 
 }  // namespace velumen::plist

@@ -68,8 +68,13 @@ Reader::Reader(std::span<const std::uint8_t> bytes, unsigned offsetSize, unsigne
       objectCount_(count),
       top_(top),
       tableOffset_(tableOffset),
-      entries_(static_cast<std::size_t>(count)),
-      state_(static_cast<std::size_t>(count), 0) {}
+      chunks_(static_cast<std::size_t>((count + kChunkSize - 1) / kChunkSize)) {}
+
+Reader::Chunk& Reader::chunkOf(Ref ref) const {
+    std::unique_ptr<Chunk>& chunk = chunks_[static_cast<std::size_t>(ref / kChunkSize)];
+    if (!chunk) chunk = std::make_unique<Chunk>();
+    return *chunk;
+}
 
 std::optional<Reader> Reader::open(std::span<const std::uint8_t> bytes) {
     const std::uint64_t size = bytes.size();
@@ -105,9 +110,11 @@ std::optional<Ref> Reader::refAt(std::uint64_t offset) const {
 
 bool Reader::decode(Ref ref) const {
     if (ref >= objectCount_) return false;
-    std::uint8_t& state = state_[static_cast<std::size_t>(ref)];
+    Chunk& chunk = chunkOf(ref);
+    const std::size_t slot = static_cast<std::size_t>(ref % kChunkSize);
+    std::uint8_t& state = chunk.state[slot];
     if (state == 0) {
-        if (!decodeObject(ref, entries_[static_cast<std::size_t>(ref)], state)) state = kBad;
+        if (!decodeObject(ref, chunk.entries[slot], state)) state = kBad;
     }
     return state != kBad;
 }
@@ -220,14 +227,14 @@ bool Reader::decodeObject(Ref ref, Entry& entry, std::uint8_t& state) const {
 
 std::optional<Kind> Reader::kind(Ref ref) const {
     if (!decode(ref)) return std::nullopt;
-    const unsigned state = state_[static_cast<std::size_t>(ref)] & ~unsigned{kUtf16Flag};
+    const unsigned state = stateAt(ref) & ~unsigned{kUtf16Flag};
     return static_cast<Kind>(state - 1);
 }
 
 std::optional<Reader::Entry> Reader::entryOf(Ref ref, Kind want) const {
     const std::optional<Kind> k = kind(ref);
     if (!k || *k != want) return std::nullopt;
-    return entries_[static_cast<std::size_t>(ref)];
+    return entryAt(ref);
 }
 
 std::optional<bool> Reader::asBool(Ref ref) const {
@@ -268,7 +275,7 @@ std::optional<std::span<const std::uint8_t>> Reader::asData(Ref ref) const {
 
 std::optional<std::string_view> Reader::asAsciiString(Ref ref) const {
     const auto e = entryOf(ref, Kind::String);
-    if (!e || (state_[static_cast<std::size_t>(ref)] & kUtf16Flag) != 0) return std::nullopt;
+    if (!e || (stateAt(ref) & kUtf16Flag) != 0) return std::nullopt;
     return std::string_view(reinterpret_cast<const char*>(bytes_.data() + e->a),
                             static_cast<std::size_t>(e->b));
 }
@@ -276,7 +283,7 @@ std::optional<std::string_view> Reader::asAsciiString(Ref ref) const {
 std::optional<std::string> Reader::asString(Ref ref) const {
     const auto e = entryOf(ref, Kind::String);
     if (!e) return std::nullopt;
-    if ((state_[static_cast<std::size_t>(ref)] & kUtf16Flag) != 0) {
+    if ((stateAt(ref) & kUtf16Flag) != 0) {
         return utf16ToUtf8(bytes_.data() + e->a, e->b);
     }
     return std::string(reinterpret_cast<const char*>(bytes_.data() + e->a), static_cast<std::size_t>(e->b));
@@ -285,13 +292,13 @@ std::optional<std::string> Reader::asString(Ref ref) const {
 std::optional<std::uint64_t> Reader::arrayCount(Ref ref) const {
     const std::optional<Kind> k = kind(ref);
     if (!k || (*k != Kind::Array && *k != Kind::Set)) return std::nullopt;
-    return entries_[static_cast<std::size_t>(ref)].b;
+    return entryAt(ref).b;
 }
 
 std::optional<Ref> Reader::arrayAt(Ref ref, std::uint64_t index) const {
     const std::optional<std::uint64_t> count = arrayCount(ref);
     if (!count || index >= *count) return std::nullopt;
-    return refAt(entries_[static_cast<std::size_t>(ref)].a + index * refSize_);
+    return refAt(entryAt(ref).a + index * refSize_);
 }
 
 std::optional<std::uint64_t> Reader::dictCount(Ref ref) const {

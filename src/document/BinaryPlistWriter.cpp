@@ -103,26 +103,33 @@ Ref Writer::push(const Object& object) {
     return objects_.size() - 1;
 }
 
+Ref Writer::pushScalar(const Object& object) {
+    // Numbers are written once each, as a reader of many small records expects.
+    const auto [it, added] = scalars_.try_emplace({object.marker, object.value}, objects_.size());
+    if (added) objects_.push_back(object);
+    return it->second;
+}
+
 Ref Writer::addNull() {
     return push({0x00, 0, 0, nullptr});
 }
 
 Ref Writer::addBool(bool value) {
-    return push({static_cast<std::uint8_t>(value ? 0x09 : 0x08), 0, 0, nullptr});
+    return pushScalar({static_cast<std::uint8_t>(value ? 0x09 : 0x08), 0, 0, nullptr});
 }
 
 Ref Writer::addInt(std::int64_t value) {
     const auto bits = static_cast<std::uint64_t>(value);
     const unsigned log = value < 0 ? 3 : sizeLog(bits);
-    return push({static_cast<std::uint8_t>(0x10 | log), bits, 0, nullptr});
+    return pushScalar({static_cast<std::uint8_t>(0x10 | log), bits, 0, nullptr});
 }
 
 Ref Writer::addReal(double value) {
-    return push({0x23, std::bit_cast<std::uint64_t>(value), 0, nullptr});
+    return pushScalar({0x23, std::bit_cast<std::uint64_t>(value), 0, nullptr});
 }
 
 Ref Writer::addReal32(float value) {
-    return push({0x22, std::bit_cast<std::uint32_t>(value), 0, nullptr});
+    return pushScalar({0x22, std::bit_cast<std::uint32_t>(value), 0, nullptr});
 }
 
 Ref Writer::addDate(double seconds) {
@@ -205,10 +212,16 @@ std::uint64_t Writer::encodedSize(const Object& o, unsigned refSize) const {
 }
 
 std::optional<std::vector<std::uint8_t>> Writer::finish(Ref top) const {
+    std::vector<std::uint8_t> out;
+    if (!finishInto(top, out)) return std::nullopt;
+    return out;
+}
+
+bool Writer::finishInto(Ref top, std::vector<std::uint8_t>& out) const {
     const std::uint64_t n = objects_.size();
-    if (invalid_ || n == 0 || top >= n) return std::nullopt;
+    if (invalid_ || n == 0 || top >= n) return false;
     for (const Ref r : refs_) {
-        if (r >= n) return std::nullopt;
+        if (r >= n) return false;
     }
 
     const unsigned refSize = byteCount(n - 1);
@@ -221,7 +234,8 @@ std::optional<std::vector<std::uint8_t>> Writer::finish(Ref top) const {
     const unsigned offsetSize = byteCount(lastOffset);
     const std::uint64_t total = tableOffset + n * offsetSize + kTrailerSize;
 
-    std::vector<std::uint8_t> out(static_cast<std::size_t>(total));
+    // Every byte is written below: a buffer reused from an earlier save is not cleared first.
+    out.resize(static_cast<std::size_t>(total));
     std::uint8_t* const base = out.data();
     std::memcpy(base, "bplist00", kHeaderSize);
     std::uint8_t* p = base + kHeaderSize;
@@ -264,13 +278,14 @@ std::optional<std::vector<std::uint8_t>> Writer::finish(Ref top) const {
         }
     }
 
-    std::uint8_t* trailer = base + (total - kTrailerSize);  // six zero bytes: unused and sort version
+    std::uint8_t* trailer = base + (total - kTrailerSize);
+    std::memset(trailer, 0, 6);  // unused and sort version
     trailer[6] = static_cast<std::uint8_t>(offsetSize);
     trailer[7] = static_cast<std::uint8_t>(refSize);
     putBigEndian(trailer + 8, n, 8);
     putBigEndian(trailer + 16, top, 8);
     putBigEndian(trailer + 24, tableOffset, 8);
-    return out;
+    return true;
 }
 
 }  // namespace velumen::plist

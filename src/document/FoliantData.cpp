@@ -186,11 +186,17 @@ FoliantDataPtr unarchiveFoliantData(std::span<const std::uint8_t> bytes, const I
 }
 
 std::vector<std::uint8_t> archivedDataWithRootObject(FoliantData& book, const ImageCodec* codec) {
+    std::vector<std::uint8_t> out;
+    archiveFoliantData(book, codec, out);
+    return out;
+}
+
+void archiveFoliantData(FoliantData& book, const ImageCodec* codec, std::vector<std::uint8_t>& out) {
     KeyedArchiver archiver(codec);
-    std::optional<std::vector<std::uint8_t>> bytes = archiver.archivedDataWithRootObject(
-        book, {"FoliantData", "NSObject"}, [&book](const FoliantData&, KeyedEncoder& coder) { book.encodeWithCoder(coder); });
-    if (!bytes) throw ArchiveError("the book holds text that cannot be written");
-    return std::move(*bytes);
+    const bool written = archiver.archiveRootObject(
+        book, {"FoliantData", "NSObject"}, [&book](const FoliantData&, KeyedEncoder& coder) { book.encodeWithCoder(coder); },
+        out);
+    if (!written) throw ArchiveError("the book holds text that cannot be written");
 }
 
 std::optional<FoliantPartialData> unarchivePartialData(std::span<const std::uint8_t> bytes, const ImageCodec* codec) {

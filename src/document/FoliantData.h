@@ -116,6 +116,9 @@ struct FoliantPartialData {
 FoliantDataPtr unarchiveFoliantData(std::span<const std::uint8_t> bytes, const ImageCodec* codec);
 // The whole-file write, version 103. Raises ArchiveError only for text that cannot be written (not UTF-8).
 std::vector<std::uint8_t> archivedDataWithRootObject(FoliantData& book, const ImageCodec* codec);
+// The same into `out`, reusing its storage: what a recurring save does, so that it need not fault in a new
+// buffer the size of the book each time.
+void archiveFoliantData(FoliantData& book, const ImageCodec* codec, std::vector<std::uint8_t>& out);
 // The gallery's read: any failure means no information.
 std::optional<FoliantPartialData> unarchivePartialData(std::span<const std::uint8_t> bytes, const ImageCodec* codec);
 

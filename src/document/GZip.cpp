@@ -15,7 +15,8 @@ constexpr std::size_t kChunkLimit = std::numeric_limits<uInt>::max();
 }  // namespace
 
 std::optional<std::vector<std::uint8_t>> gzipInflate(std::span<const std::uint8_t> input,
-                                                     std::size_t maxOutput) {
+                                                     std::size_t maxOutput, std::size_t* producedOut) {
+    if (producedOut) *producedOut = 0;
     if (input.empty()) return std::vector<std::uint8_t>{};
     const std::size_t n = input.size();
     // A stream of one byte cannot be whole; the buffer could not grow either.
@@ -48,6 +49,7 @@ std::optional<std::vector<std::uint8_t>> gzipInflate(std::span<const std::uint8_
         // No progress at all with room on both sides means the stream cannot go on.
         if (status == Z_OK && inChunk == stream.avail_in && outChunk == stream.avail_out) break;
     }
+    if (producedOut) *producedOut = produced;
     const bool ended = status == Z_STREAM_END;
     if (inflateEnd(&stream) != Z_OK || !ended) return std::nullopt;
     out.resize(produced);

@@ -100,17 +100,19 @@ void encodeWithCoder(const KVSPointSet& run, KeyedEncoder& coder) {
 
 KVSPointSetPtr initKVSPointSetWithCoder(const KeyedDecoder& coder) {
     KeyedUnarchiver& unarchiver = coder.unarchiver();
-    coder.decodeInt32ForKey("length");
+    // "length" is not read: the point count always follows the bytes.
     const std::int32_t zipMode = coder.decodeInt32ForKey("zipMode");
     PointBuffer points;
     if (zipMode == 1) {
         if (const auto stream = coder.decodeDataForKey("gzipdata")) {
-            // A stream that would inflate beyond what the archive may still allocate is treated as corrupt.
+            // A stream that would inflate beyond what the archive may still allocate is treated as corrupt,
+            // and what it inflated is charged either way, so that many such streams cannot each cost the
+            // whole budget.
             const std::uint64_t room = unarchiver.budget() - unarchiver.charged();
-            if (auto inflated = gzipInflate(*stream, static_cast<std::size_t>(room))) {
-                unarchiver.chargeBytes(inflated->size());
-                points = PointBuffer::copyOf(inflated->data(), inflated->size());
-            }
+            std::size_t produced = 0;
+            auto inflated = gzipInflate(*stream, static_cast<std::size_t>(room), &produced);
+            unarchiver.chargeBytes(produced);
+            if (inflated) points = PointBuffer::copyOf(inflated->data(), inflated->size());
         }
     } else if (const auto bytes = coder.decodeDataForKey("data")) {
         unarchiver.chargeBytes(bytes->size());

@@ -75,6 +75,19 @@ KeyedUnarchiver::KeyedUnarchiver(std::span<const std::uint8_t> bytes, const Imag
     }
     // Generous for any real book, small against what a hostile file could make an eager decoder build.
     budget_ = 16 * static_cast<std::uint64_t>(bytes.size()) + (4u << 20);
+    workBudget_ = 64 * static_cast<std::uint64_t>(bytes.size()) + (16u << 20);
+}
+
+void KeyedUnarchiver::chargeWork(std::uint64_t entries) {
+    if (entries > workBudget_ - work_) fail("the archive takes too long to search");
+    work_ += entries;
+}
+
+KeyedUnarchiver::Memo& KeyedUnarchiver::memo(std::uint64_t uid) {
+    if (memo_.empty()) memo_.resize(static_cast<std::size_t>((objectCount_ + kMemoChunk - 1) / kMemoChunk));
+    std::unique_ptr<Memo[]>& chunk = memo_[static_cast<std::size_t>(uid / kMemoChunk)];
+    if (!chunk) chunk = std::make_unique<Memo[]>(kMemoChunk);
+    return chunk[uid % kMemoChunk];
 }
 
 void KeyedUnarchiver::chargeBytes(std::uint64_t bytes) {
@@ -84,7 +97,7 @@ void KeyedUnarchiver::chargeBytes(std::uint64_t bytes) {
 
 plist::Ref KeyedUnarchiver::objectRef(std::uint64_t uid) const {
     if (uid >= objectCount_) fail("a reference outside the objects");
-    const std::optional<plist::Ref> ref = reader_->arrayAt(objects_, uid);
+    const std::optional<plist::Ref> ref = reader_->arrayAtChecked(objects_, uid);
     if (!ref) fail("a malformed object table");
     return *ref;
 }
@@ -93,25 +106,27 @@ bool KeyedUnarchiver::isKeyedObject(std::uint64_t uid) const {
     return reader_->kind(objectRef(uid)) == plist::Kind::Dict;
 }
 
-std::string KeyedUnarchiver::className(std::uint64_t uid) {
+const std::string& KeyedUnarchiver::className(std::uint64_t uid) {
+    static const std::string data = "NSData", string = "NSString", number = "NSNumber";
     const plist::Reader& r = *reader_;
     const plist::Ref ref = objectRef(uid);
     const std::optional<plist::Kind> kind = r.kind(ref);
     if (!kind) fail("a malformed object");
     switch (*kind) {
         case plist::Kind::Data:
-            return "NSData";
+            return data;
         case plist::Kind::String:
-            return "NSString";
+            return string;
         case plist::Kind::Int:
         case plist::Kind::Real:
         case plist::Kind::Bool:
-            return "NSNumber";
+            return number;
         case plist::Kind::Dict:
             break;
         default:
             fail("an object of no class");
     }
+    chargeWork(r.dictCount(ref).value_or(0));
     const std::optional<plist::Ref> classRef = r.dictLookup(ref, "$class");
     const std::optional<std::uint64_t> classUid = classRef ? r.asUID(*classRef) : std::nullopt;
     if (!classUid) fail("an object without its class");
@@ -128,11 +143,37 @@ std::string KeyedUnarchiver::className(std::uint64_t uid) {
 std::optional<plist::Ref> KeyedDecoder::rawValue(std::string_view key) const {
     const plist::Reader& r = unarchiver_->reader();
     const plist::Ref self = unarchiver_->objectRef(uid_);
-    if (!isDictionary_) return r.dictLookup(self, key);
+    if (!isDictionary_) {
+        if (!index_.built) {
+            index_.built = true;
+            index_.count = static_cast<std::size_t>(r.dictCount(self).value_or(0));
+            unarchiver_->chargeWork(index_.count);
+            index_.usable = index_.count <= kIndexedKeys;
+            for (std::size_t i = 0; index_.usable && i < index_.count; ++i) {
+                const std::optional<plist::Ref> k = r.dictKeyAt(self, i);
+                const std::optional<plist::Ref> v = r.dictValueAt(self, i);
+                const std::optional<std::string_view> name = k ? r.asAsciiString(*k) : std::nullopt;
+                index_.usable = name && v;
+                if (index_.usable) {
+                    index_.keys[i] = *name;
+                    index_.values[i] = *v;
+                }
+            }
+        }
+        if (!index_.usable) {
+            unarchiver_->chargeWork(index_.count);
+            return r.dictLookup(self, key);
+        }
+        for (std::size_t i = 0; i < index_.count; ++i) {
+            if (index_.keys[i] == key) return index_.values[i];
+        }
+        return std::nullopt;
+    }
     const std::optional<plist::Ref> keys = r.dictLookup(self, "NS.keys");
     const std::optional<plist::Ref> objects = r.dictLookup(self, "NS.objects");
     const std::optional<std::uint64_t> count = keys ? r.arrayCount(*keys) : std::nullopt;
     if (!count || !objects || r.arrayCount(*objects) != count) fail("a malformed dictionary");
+    unarchiver_->chargeWork(*count);
     for (std::uint64_t i = 0; i < *count; ++i) {
         const std::optional<plist::Ref> keyRef = r.arrayAt(*keys, i);
         const std::optional<std::uint64_t> keyUid = keyRef ? r.asUID(*keyRef) : std::nullopt;
@@ -243,7 +284,7 @@ std::optional<std::span<const std::uint8_t>> KeyedDecoder::decodeDataForKey(std:
         if (std::optional<std::span<const std::uint8_t>> bytes = r.asData(ref)) return bytes;
         fail("no bytes under " + quoted(key));
     }
-    const std::string cls = unarchiver_->className(*uid);
+    const std::string& cls = unarchiver_->className(*uid);
     if (cls != "NSMutableData" && cls != "NSData") fail("no bytes under " + quoted(key));
     const KeyedDecoder inner(*unarchiver_, *uid, false, depth_ + 1);
     const std::optional<plist::Ref> data = inner.valueRef("NS.data");
@@ -258,7 +299,7 @@ std::optional<std::string> KeyedDecoder::decodeStringForKey(std::string_view key
     const plist::Reader& r = unarchiver_->reader();
     plist::Ref ref = unarchiver_->objectRef(*uid);
     if (r.kind(ref) == plist::Kind::Dict) {
-        const std::string cls = unarchiver_->className(*uid);
+        const std::string& cls = unarchiver_->className(*uid);
         if (cls != "NSMutableString" && cls != "NSString") fail("no text under " + quoted(key));
         const KeyedDecoder inner(*unarchiver_, *uid, false, depth_ + 1);
         const std::optional<plist::Ref> text = inner.valueRef("NS.string");
@@ -300,24 +341,23 @@ std::shared_ptr<void> KeyedDecoder::decodeShared(std::uint64_t uid, const void* 
                                                  const void* decode) const {
     KeyedUnarchiver& u = *unarchiver_;
     if (uid == 0 || uid >= u.objectCount_) fail("a reference outside the objects");
-    if (const auto memo = u.memo_.find(uid); memo != u.memo_.end()) {
-        if (memo->second.inProgress) fail("an object that contains itself");
-        if (memo->second.tag != tag) fail("one object read as two different kinds");
-        return memo->second.object;
+    KeyedUnarchiver::Memo& memo = u.memo(uid);
+    if (memo.inProgress) fail("an object that contains itself");
+    if (memo.tag) {
+        if (memo.tag != tag) fail("one object read as two different kinds");
+        return memo.object;
     }
-    const std::string cls = u.className(uid);
+    const std::string& cls = u.className(uid);
     bool known = false;
     for (std::string_view name : classNames) known = known || name == cls;
     if (!known) fail("an object of the unexpected class " + cls);
     if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) fail("objects nested too deeply");
     u.chargeBytes(kObjectCharge);
-    u.memo_[uid].inProgress = true;
+    memo.inProgress = true;
     const bool isDictionary = cls == "NSDictionary" || cls == "NSMutableDictionary";
     if (!isDictionary && !u.isKeyedObject(uid)) fail("an object of class " + cls + " that is a bare value");
     const KeyedDecoder child(u, uid, isDictionary, depth_ + 1);
     std::shared_ptr<void> object = thunk(decode, child);
-    // The map may have grown while the object was built: look the entry up again.
-    KeyedUnarchiver::Memo& memo = u.memo_[uid];
     memo.object = object;
     memo.tag = tag;
     memo.inProgress = false;
@@ -364,18 +404,22 @@ plist::Ref KeyedArchiver::classRecord(ArchiveClass classChain) {
 }
 
 plist::Ref KeyedArchiver::finishObject(KeyedEncoder& encoder, ArchiveClass classChain) {
-    encoder.keys_.insert(encoder.keys_.begin(), string("$class"));
-    encoder.values_.insert(encoder.values_.begin(), classRecord(classChain));
-    return writer_.addDict(encoder.keys_, encoder.values_);
+    openKeys_.push_back(string("$class"));
+    openValues_.push_back(classRecord(classChain));
+    const auto start = static_cast<std::ptrdiff_t>(encoder.start_);
+    const plist::Ref dict = writer_.addDict(std::span(openKeys_).subspan(encoder.start_),
+                                            std::span(openValues_).subspan(encoder.start_));
+    openKeys_.erase(openKeys_.begin() + start, openKeys_.end());
+    openValues_.erase(openValues_.begin() + start, openValues_.end());
+    return dict;
 }
 
 std::uint64_t KeyedArchiver::encodeTyped(const void* object, ArchiveClass classChain,
                                          void (*thunk)(const void*, const void*, KeyedEncoder&),
                                          const void* encode) {
     // Identity is the address and the class together: a value inside an object may share its address.
-    std::string identity(*classChain.begin());
-    identity.append(reinterpret_cast<const char*>(&object), sizeof object);
-    auto [it, added] = identities_.try_emplace(std::move(identity), 0);
+    const Identity identity{object, std::hash<std::string_view>()(*classChain.begin())};
+    auto [it, added] = identities_.try_emplace(identity, 0);
     if (!added) return it->second;
     const std::uint64_t uid = reserve();
     it->second = uid;
@@ -386,20 +430,28 @@ std::uint64_t KeyedArchiver::encodeTyped(const void* object, ArchiveClass classC
 }
 
 std::optional<std::vector<std::uint8_t>> KeyedArchiver::finish(std::uint64_t rootUid) {
+    std::vector<std::uint8_t> out;
+    if (!finishInto(rootUid, out)) return std::nullopt;
+    return out;
+}
+
+bool KeyedArchiver::finishInto(std::uint64_t rootUid, std::vector<std::uint8_t>& out) {
     const plist::Ref rootKey[] = {string("root")};
     const plist::Ref rootValue[] = {uidRef(rootUid)};
     const plist::Ref top = writer_.addDict(rootKey, rootValue);
     const plist::Ref keys[] = {string("$version"), string("$archiver"), string("$top"), string("$objects")};
     const plist::Ref values[] = {writer_.addInt(kArchiveVersion), string(kArchiverName), top,
                                  writer_.addArray(objects_)};
-    return writer_.finish(writer_.addDict(keys, values));
+    return writer_.finishInto(writer_.addDict(keys, values), out);
 }
+
+KeyedEncoder::KeyedEncoder(KeyedArchiver& archiver) : archiver_(&archiver), start_(archiver.openKeys_.size()) {}
 
 const ImageCodec* KeyedEncoder::imageCodec() const { return archiver_->imageCodec(); }
 
 void KeyedEncoder::add(std::string_view key, plist::Ref value) {
-    keys_.push_back(archiver_->string(key));
-    values_.push_back(value);
+    archiver_->openKeys_.push_back(archiver_->string(key));
+    archiver_->openValues_.push_back(value);
 }
 
 void KeyedEncoder::addScalar(std::string_view key, plist::Ref value) {

@@ -119,6 +119,16 @@ class KeyedDecoder {
     std::uint64_t uid_;
     bool isDictionary_;
     unsigned depth_;
+    // The keys of a coded object, read once on the first lookup: a class reads several keys of a few.
+    static constexpr std::size_t kIndexedKeys = 12;
+    struct KeyIndex {
+        bool built = false;
+        bool usable = false;
+        std::size_t count = 0;
+        std::string_view keys[kIndexedKeys];
+        plist::Ref values[kIndexedKeys];
+    };
+    mutable KeyIndex index_;
 };
 
 class KeyedUnarchiver {
@@ -136,6 +146,9 @@ class KeyedUnarchiver {
     // Charged for every byte a decoder copies out of the archive, inflates, or holds in built objects.
     // Raises once the total exceeds the budget: a few times the archive's size.
     void chargeBytes(std::uint64_t bytes);
+    // Charged for every dictionary entry a key lookup passes over; raises past a budget in proportion to the
+    // archive's size, so that no file can make the reader search for long.
+    void chargeWork(std::uint64_t entries);
     std::uint64_t budget() const { return budget_; }
     std::uint64_t charged() const { return charged_; }
 
@@ -154,7 +167,7 @@ class KeyedUnarchiver {
     plist::Ref objectRef(std::uint64_t uid) const;
     // The class name of the object at uid, from its class record ("NSData", "NSString", "NSNumber",
     // "NSNull"-free forms for bare values). Raises for a malformed record.
-    std::string className(std::uint64_t uid);
+    const std::string& className(std::uint64_t uid);
     bool isKeyedObject(std::uint64_t uid) const;
 
     std::optional<plist::Reader> reader_;
@@ -162,10 +175,16 @@ class KeyedUnarchiver {
     std::uint64_t objectCount_ = 0;
     std::optional<std::uint64_t> rootUid_;
     const ImageCodec* codec_ = nullptr;
-    std::unordered_map<std::uint64_t, Memo> memo_;
+    // Built objects by UID, in chunks made on first use: a read that touches a few objects of a large
+    // archive pays for a few chunks.
+    static constexpr std::uint64_t kMemoChunk = 512;
+    Memo& memo(std::uint64_t uid);
+    std::vector<std::unique_ptr<Memo[]>> memo_;
     std::unordered_map<std::uint64_t, std::string> classNames_;
     std::uint64_t budget_ = 0;
     std::uint64_t charged_ = 0;
+    std::uint64_t workBudget_ = 0;
+    std::uint64_t work_ = 0;
 };
 
 class KeyedArchiver;
@@ -206,7 +225,7 @@ class KeyedEncoder {
 
   private:
     friend class KeyedArchiver;
-    explicit KeyedEncoder(KeyedArchiver& archiver) : archiver_(&archiver) {}
+    explicit KeyedEncoder(KeyedArchiver& archiver);
     void add(std::string_view key, plist::Ref value);
     // A number or boolean: in place, or as an object of its own in a dictionary.
     void addScalar(std::string_view key, plist::Ref value);
@@ -214,8 +233,8 @@ class KeyedEncoder {
     KeyedArchiver* archiver_;
     // An NSDictionary's encoder: every value becomes an object of its own.
     bool isDictionary_ = false;
-    std::vector<plist::Ref> keys_;
-    std::vector<plist::Ref> values_;
+    // Where this object's entries start on the archiver's stack of open entries.
+    std::size_t start_;
 };
 
 class KeyedArchiver {
@@ -227,6 +246,9 @@ class KeyedArchiver {
     template <class T, class Encode>
     std::optional<std::vector<std::uint8_t>> archivedDataWithRootObject(const T& root, ArchiveClass classChain,
                                                                         Encode&& encode);
+    // The same into `out`, reusing its storage. False where the other gives nullopt.
+    template <class T, class Encode>
+    bool archiveRootObject(const T& root, ArchiveClass classChain, Encode&& encode, std::vector<std::uint8_t>& out);
     // The same with an NSDictionary as the root: every value written through the encoder becomes an
     // object (numbers as NSNumber), as the platform's dictionaries hold them.
     template <class Encode>
@@ -249,16 +271,31 @@ class KeyedArchiver {
     std::uint64_t encodeTyped(const void* object, ArchiveClass classChain,
                               void (*thunk)(const void*, const void*, KeyedEncoder&), const void* encode);
     std::optional<std::vector<std::uint8_t>> finish(std::uint64_t rootUid);
+    bool finishInto(std::uint64_t rootUid, std::vector<std::uint8_t>& out);
 
     const ImageCodec* codec_;
     plist::Writer writer_;
     std::vector<plist::Ref> objects_;
-    // Class name and address of every object written so far, to its UID.
-    std::unordered_map<std::string, std::uint64_t> identities_;
+    // Every object written so far, by address and class, to its UID.
+    struct Identity {
+        const void* address;
+        std::size_t classHash;
+        friend bool operator==(const Identity&, const Identity&) = default;
+    };
+    struct IdentityHash {
+        std::size_t operator()(const Identity& id) const {
+            return std::hash<const void*>()(id.address) ^ (id.classHash * 0x9E3779B97F4A7C15ull);
+        }
+    };
+    std::unordered_map<Identity, std::uint64_t, IdentityHash> identities_;
     std::unordered_map<std::string, plist::Ref> strings_;
     std::unordered_map<std::uint64_t, plist::Ref> uidRefs_;
     std::unordered_map<std::string, plist::Ref> classes_;
     std::vector<std::unique_ptr<std::vector<std::uint8_t>>> ownedData_;
+    // The entries of the objects being encoded, innermost last: an object's children are finished before
+    // it adds its next key, so one stack serves them all without an allocation per object.
+    std::vector<plist::Ref> openKeys_;
+    std::vector<plist::Ref> openValues_;
 };
 
 // ---- templates ----
@@ -283,7 +320,7 @@ std::optional<std::vector<std::shared_ptr<T>>> KeyedDecoder::decodeArrayForKey(
     std::string_view key, std::initializer_list<std::string_view> classNames, Decode&& decode) const {
     const std::optional<std::uint64_t> uid = uidForKey(key);
     if (!uid || *uid == 0) return std::nullopt;
-    const std::string arrayClass = unarchiver_->className(*uid);
+    const std::string& arrayClass = unarchiver_->className(*uid);
     if (arrayClass != "NSArray" && arrayClass != "NSMutableArray")
         throw ArchiveError("an array was expected under \"" + std::string(key) + "\"");
     if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) throw ArchiveError("objects nested too deeply");
@@ -361,15 +398,23 @@ void KeyedEncoder::encodeArray(std::string_view key, const std::vector<std::shar
 }
 
 template <class T, class Encode>
-std::optional<std::vector<std::uint8_t>> KeyedArchiver::archivedDataWithRootObject(const T& root,
-                                                                                  ArchiveClass classChain,
-                                                                                  Encode&& encode) {
+bool KeyedArchiver::archiveRootObject(const T& root, ArchiveClass classChain, Encode&& encode,
+                                      std::vector<std::uint8_t>& out) {
     using Fn = std::decay_t<Encode>;
     const Fn callable(encode);
     auto thunk = [](const void* fn, const void* obj, KeyedEncoder& coder) {
         (*static_cast<const Fn*>(fn))(*static_cast<const T*>(obj), coder);
     };
-    return finish(encodeTyped(&root, classChain, thunk, &callable));
+    return finishInto(encodeTyped(&root, classChain, thunk, &callable), out);
+}
+
+template <class T, class Encode>
+std::optional<std::vector<std::uint8_t>> KeyedArchiver::archivedDataWithRootObject(const T& root,
+                                                                                  ArchiveClass classChain,
+                                                                                  Encode&& encode) {
+    std::vector<std::uint8_t> out;
+    if (!archiveRootObject(root, classChain, std::forward<Encode>(encode), out)) return std::nullopt;
+    return out;
 }
 
 template <class Encode>
@@ -380,11 +425,14 @@ std::optional<std::vector<std::uint8_t>> KeyedArchiver::archivedDictionary(Encod
     encode(coder);
     // NS.keys and NS.objects: the key strings become objects of their own.
     std::vector<plist::Ref> keyUids;
-    keyUids.reserve(coder.keys_.size());
-    for (plist::Ref key : coder.keys_) keyUids.push_back(uidRef(addValueObject(key)));
+    for (std::size_t i = coder.start_; i < openKeys_.size(); ++i) keyUids.push_back(uidRef(addValueObject(openKeys_[i])));
+    const std::vector<plist::Ref> valueUids(openValues_.begin() + static_cast<std::ptrdiff_t>(coder.start_),
+                                            openValues_.end());
+    openKeys_.resize(coder.start_);
+    openValues_.resize(coder.start_);
     KeyedEncoder dictCoder(*this);
     dictCoder.add("NS.keys", writer_.addArray(keyUids));
-    dictCoder.add("NS.objects", writer_.addArray(coder.values_));
+    dictCoder.add("NS.objects", writer_.addArray(valueUids));
     setObject(uid, finishObject(dictCoder, {"NSDictionary", "NSObject"}));
     return finish(uid);
 }

@@ -162,10 +162,17 @@ TEST(BinaryPlist, AgreesWithPlistlibBothWays) {
 }
 
 TEST(BinaryPlistWriter, ReferenceSizeBoundaryAndBadInput) {
+    {
+        Writer w;  // equal numbers are stored once; a different kind of the same bits is not equal
+        EXPECT_EQ(w.addInt(7), w.addInt(7));
+        EXPECT_NE(w.addReal32(1.0f), w.addReal(1.0));
+        EXPECT_EQ(w.objectCount(), 3u);
+    }
     for (const std::uint64_t n : {256u, 257u}) {  // 256 objects take one-byte references, 257 two
         Writer w;
         std::vector<Ref> refs(n - 1);
-        std::generate(refs.begin(), refs.end(), [&] { return w.addBool(true); });
+        std::int64_t next = 0;
+        std::generate(refs.begin(), refs.end(), [&] { return w.addInt(next++); });
         const Bytes out = w.finish(w.addArray(refs)).value();
         EXPECT_EQ(out[out.size() - 25], n == 256 ? 1 : 2);
     }
