@@ -70,13 +70,14 @@ KImagePtr previewImage() {
     return image;
 }
 
-// `pages` pages of handwriting with `dotsPerPage` dots each (runs of 500 dots) and a 16 KB picture on each.
+// `pages` pages of handwriting with `dotsPerPage` dots each (strokes of 1,000 dots, as in the other
+// benchmarks) and a 16 KB picture on each.
 FoliantDataPtr makeBook(int pages, int dotsPerPage) {
     auto book = std::make_shared<FoliantData>();
     const auto picture = std::make_shared<const Bytes>(Bytes(16 * 1024, 0x5A));
     for (int p = 0; p < pages; ++p) {
         FoliantPagePtr page = FoliantData::createNewPage();
-        page->pointSets = handwritingPage(dotsPerPage / 500, 500, 10, static_cast<unsigned>(p + 1));
+        page->pointSets = handwritingPage(dotsPerPage / 1000, 1000, 10, static_cast<unsigned>(p + 1));
         auto image = std::make_shared<FoliantImage>();
         image->setImageData(picture, 1);
         image->frame = {100, 100, 400, 300};

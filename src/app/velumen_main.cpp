@@ -2,8 +2,7 @@
 //   velumen info BOOK [--json]     what a book holds
 //   velumen svg BOOK [--page N]    a page's ink as SVG (N counts from 1; the current page by default)
 //   velumen upgrade IN OUT         read a book of any version, write it as the current version
-#include <unistd.h>
-
+#include <QtGlobal>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -178,6 +177,8 @@ std::optional<long long> parseIndex(std::string_view text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // A preview that does not decode is reported by the tool itself; the image readers stay quiet.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     const std::vector<std::string> args(argv + 1, argv + argc);
     if (args.empty()) return usage();
     const std::string& command = args[0];

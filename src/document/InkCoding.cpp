@@ -36,10 +36,7 @@ void encodeColorForKey(KeyedEncoder& coder, std::string_view key, const KColor& 
 }
 
 std::optional<KColor> decodeColorForKey(const KeyedDecoder& coder, std::string_view key) {
-    const std::shared_ptr<KColor> color = coder.decodeObjectForKey<KColor>(
-        key, {"KColor"}, [](const KeyedDecoder& inner) { return std::make_shared<KColor>(initKColorWithCoder(inner)); });
-    if (!color) return std::nullopt;
-    return *color;
+    return coder.decodeValueForKey<KColor>(key, {"KColor"}, initKColorWithCoder);
 }
 
 void encodeWithCoder(const KPoint& point, KeyedEncoder& coder) {

@@ -127,7 +127,11 @@ const std::string& KeyedUnarchiver::className(std::uint64_t uid) {
             fail("an object of no class");
     }
     chargeWork(r.dictCount(ref).value_or(0));
-    const std::optional<plist::Ref> classRef = r.dictLookup(ref, "$class");
+    return classNameOfRecord(r.dictLookup(ref, "$class"));
+}
+
+const std::string& KeyedUnarchiver::classNameOfRecord(std::optional<plist::Ref> classRef) {
+    const plist::Reader& r = *reader_;
     const std::optional<std::uint64_t> classUid = classRef ? r.asUID(*classRef) : std::nullopt;
     if (!classUid) fail("an object without its class");
     if (const auto known = classNames_.find(*classUid); known != classNames_.end()) return known->second;
@@ -335,6 +339,21 @@ std::optional<std::string> KeyedDecoder::classNameForKey(std::string_view key) c
 
 const ImageCodec* KeyedDecoder::imageCodec() const { return unarchiver_->imageCodec(); }
 
+KeyedDecoder KeyedDecoder::childCoder(std::uint64_t uid, std::initializer_list<std::string_view> classNames) const {
+    KeyedUnarchiver& u = *unarchiver_;
+    if (!u.isKeyedObject(uid)) fail("a bare value where an object was expected");
+    // The object's keys are indexed once, "$class" among them.
+    KeyedDecoder child(u, uid, false, depth_ + 1);
+    const std::string& cls = u.classNameOfRecord(child.rawValue("$class"));
+    bool known = false;
+    for (std::string_view name : classNames) known = known || name == cls;
+    if (!known) fail("an object of the unexpected class " + cls);
+    if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) fail("objects nested too deeply");
+    u.chargeBytes(kObjectCharge);
+    if (cls == "NSDictionary" || cls == "NSMutableDictionary") return KeyedDecoder(u, uid, true, depth_ + 1);
+    return child;
+}
+
 std::shared_ptr<void> KeyedDecoder::decodeShared(std::uint64_t uid, const void* tag,
                                                  std::initializer_list<std::string_view> classNames,
                                                  std::shared_ptr<void> (*thunk)(const void*, const KeyedDecoder&),
@@ -347,16 +366,8 @@ std::shared_ptr<void> KeyedDecoder::decodeShared(std::uint64_t uid, const void* 
         if (memo.tag != tag) fail("one object read as two different kinds");
         return memo.object;
     }
-    const std::string& cls = u.className(uid);
-    bool known = false;
-    for (std::string_view name : classNames) known = known || name == cls;
-    if (!known) fail("an object of the unexpected class " + cls);
-    if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) fail("objects nested too deeply");
-    u.chargeBytes(kObjectCharge);
+    const KeyedDecoder child = childCoder(uid, classNames);
     memo.inProgress = true;
-    const bool isDictionary = cls == "NSDictionary" || cls == "NSMutableDictionary";
-    if (!isDictionary && !u.isKeyedObject(uid)) fail("an object of class " + cls + " that is a bare value");
-    const KeyedDecoder child(u, uid, isDictionary, depth_ + 1);
     std::shared_ptr<void> object = thunk(decode, child);
     memo.object = object;
     memo.tag = tag;
@@ -369,9 +380,10 @@ std::shared_ptr<void> KeyedDecoder::decodeShared(std::uint64_t uid, const void* 
 KeyedArchiver::KeyedArchiver(const ImageCodec* codec) : codec_(codec) { objects_.push_back(string("$null")); }
 
 plist::Ref KeyedArchiver::string(std::string_view text) {
-    auto [it, added] = strings_.try_emplace(std::string(text), 0);
-    if (added) it->second = writer_.addString(text);
-    return it->second;
+    if (const auto known = strings_.find(text); known != strings_.end()) return known->second;
+    const plist::Ref ref = writer_.addString(text);
+    strings_.emplace(std::string(text), ref);
+    return ref;
 }
 
 plist::Ref KeyedArchiver::uidRef(std::uint64_t uid) {

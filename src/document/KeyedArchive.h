@@ -90,6 +90,12 @@ class KeyedDecoder {
     std::shared_ptr<T> decodeObjectForKey(std::string_view key, std::initializer_list<std::string_view> classNames,
                                           Decode&& decode) const;
 
+    // A value object under the key (a colour, a point): built by decode(const KeyedDecoder&) -> T each time
+    // it is asked for, never shared. Absent or nil: nullopt. Another class raises.
+    template <class T, class Decode>
+    std::optional<T> decodeValueForKey(std::string_view key, std::initializer_list<std::string_view> classNames,
+                                       Decode&& decode) const;
+
     // An NSArray or NSMutableArray under the key whose members are decoded as decodeObjectForKey does;
     // a nil member raises. Absent or nil: nullopt.
     template <class T, class Decode>
@@ -110,6 +116,8 @@ class KeyedDecoder {
     std::optional<plist::Ref> valueRef(std::string_view key) const;
     // The "$objects" index under the key: nullopt when absent, 0 for nil; raises when not a UID.
     std::optional<std::uint64_t> uidForKey(std::string_view key) const;
+    // The coder of the keyed object at uid, after checking its class against classNames and the depth.
+    KeyedDecoder childCoder(std::uint64_t uid, std::initializer_list<std::string_view> classNames) const;
     std::shared_ptr<void> decodeShared(std::uint64_t uid, const void* tag,
                                        std::initializer_list<std::string_view> classNames,
                                        std::shared_ptr<void> (*thunk)(const void*, const KeyedDecoder&),
@@ -168,6 +176,8 @@ class KeyedUnarchiver {
     // The class name of the object at uid, from its class record ("NSData", "NSString", "NSNumber",
     // "NSNull"-free forms for bare values). Raises for a malformed record.
     const std::string& className(std::uint64_t uid);
+    // The class name in the record that a "$class" value refers to.
+    const std::string& classNameOfRecord(std::optional<plist::Ref> classRef);
     bool isKeyedObject(std::uint64_t uid) const;
 
     std::optional<plist::Reader> reader_;
@@ -288,7 +298,12 @@ class KeyedArchiver {
         }
     };
     std::unordered_map<Identity, std::uint64_t, IdentityHash> identities_;
-    std::unordered_map<std::string, plist::Ref> strings_;
+    // Text looked up by view, without making a string for each key written.
+    struct TextHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+    };
+    std::unordered_map<std::string, plist::Ref, TextHash, std::equal_to<>> strings_;
     std::unordered_map<std::uint64_t, plist::Ref> uidRefs_;
     std::unordered_map<std::string, plist::Ref> classes_;
     std::vector<std::unique_ptr<std::vector<std::uint8_t>>> ownedData_;
@@ -313,6 +328,14 @@ std::shared_ptr<T> KeyedDecoder::decodeObjectForKey(std::string_view key,
     };
     return std::static_pointer_cast<T>(
         decodeShared(*uid, &archive_detail::typeTag<T>, classNames, thunk, &callable));
+}
+
+template <class T, class Decode>
+std::optional<T> KeyedDecoder::decodeValueForKey(std::string_view key, std::initializer_list<std::string_view> classNames,
+                                                 Decode&& decode) const {
+    const std::optional<std::uint64_t> uid = uidForKey(key);
+    if (!uid || *uid == 0) return std::nullopt;
+    return decode(childCoder(*uid, classNames));
 }
 
 template <class T, class Decode>
