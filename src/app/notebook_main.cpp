@@ -1,151 +1,213 @@
-// The notebook's entry point. Until books can be opened it shows a sample page, written in code through
-// the stroke sampler with the real pens and drawn by the GL surface; with --demo PATH it saves a picture
-// of the window to PATH and exits, for machines with no display of their own.
+// The notebook's entry point: settings, the GL surface, the viewport and the touch path, in that order,
+// then one book from the books folder (made from a one-page book when there is none) that is written back
+// when the window closes. Keys choose the pen: E eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter.
+// With --demo PATH it saves a picture of the window to PATH and exits, for machines with no display.
+// Options: --books DIR (the books folder), --settings FILE (the defaults store), --device tablet|phone.
 #include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QKeySequence>
 #include <QLabel>
+#include <QSaveFile>
+#include <QShortcut>
+#include <QStandardPaths>
 #include <QSurfaceFormat>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
-#include <cmath>
 #include <cstdio>
 
+#include "document/FoliantData.h"
+#include "document/KeyedArchive.h"
+#include "document/PageInkEditor.h"
 #include "ink/MemoryPolicy.h"
 #include "ink/StrokeSampler.h"
+#include "input/EditorViewport.h"
+#include "input/TouchDispatcher.h"
+#include "input/TouchRouter.h"
+#include "objects/qt/QtImageCodec.h"
 #include "render/DisplayLink.h"
 #include "render/EAGLViewController.h"
 #include "render/PageCompositor.h"
+#include "shell/DefaultsStore.h"
+#include "shell/FoliantGlobals.h"
 
 namespace {
 
 using namespace velumen;
 
-// Commits go straight onto the shown page's ink.
-struct SamplePage : InkCommitTarget {
-    PageCompositor& compositor;
-    explicit SamplePage(PageCompositor& c) : compositor(c) {}
-    void addPointSets(const KVSPointSetArrayPtr& sets) override {
-        compositor.pointSets->addObjectsFromArray(*sets);
-        compositor.isFrameUpdateNeeded = true;
-    }
-    void addPointSetsAtBack(const KVSPointSetArrayPtr& sets) override {
-        auto& list = compositor.pointSets->pointSets();
-        list.insert(list.begin(), sets->pointSets().begin(), sets->pointSets().end());
-        compositor.isFrameUpdateNeeded = true;
-    }
-};
+QString option(const QStringList& args, const char* name) {
+    const qsizetype at = args.indexOf(name);
+    return at >= 0 && at + 1 < args.size() ? args[at + 1] : QString();
+}
 
-// Writes the sample page in page units, as a hand would: samples 1/50 s apart.
-void writeSamplePage(PageCompositor& compositor) {
-    SamplePage page(compositor);
-    ManualClock clock(1.0);
-    StrokeSampler sampler(page, clock);
-    PenTables tables;
-    auto stroke = [&](auto&& path, int samples) {
-        sampler.beginStroke(path(0.0), {});
-        for (int i = 1; i <= samples; ++i) {
-            clock.advance(0.02);
-            const Point p = path(double(i) / samples);
-            if (i < samples) {
-                sampler.takeMovementSample(p, {});
-            } else {
-                sampler.endStroke(p, {}, false);
-            }
-        }
-    };
-
-    // Lines of loops, like cursive writing, with the fountain pen.
-    sampler.setPenTypeIndex(1, 6.0f, tables);
-    sampler.setPenColor({0.05, 0.08, 0.25, 0.9}, tables);
-    for (int line = 0; line < 7; ++line) {
-        const double y = 320 + line * 150;
-        const double length = line == 6 ? 700 : 1150 - 60 * (line % 3);
-        stroke(
-            [&](double t) {
-                const double a = t * length / 30.0;
-                return Point{180 + t * length - 52 * std::sin(a), y - 36 - 40 * std::cos(a)};
-            },
-            int(length / 4));
-    }
-    // A title underlined with the brush, a hilighted line, and a red tap.
-    sampler.setPenTypeIndex(3, 32.0f, tables);
-    sampler.setPenColor({0.55, 0.05, 0.1, 0.85}, tables);
-    stroke([](double t) { return Point{170 + 900 * t, 190 + 18 * std::sin(t * 3.1)}; }, 40);
-    sampler.setPenTypeIndex(4, 40.0f, tables);
-    sampler.setPenColor({1.0, 0.85, 0.0, 0.45}, tables);
-    stroke([](double t) { return Point{160 + 1000 * t, 600 + 4 * std::sin(t * 6)}; }, 45);
-    sampler.setPenTypeIndex(1, 14.0f, tables);
-    sampler.setPenColor({0.85, 0.1, 0.1, 1.0}, tables);
-    stroke([](double) { return Point{1300, 1650}; }, 1);
-    // A spiral in pencil.
-    sampler.setPenTypeIndex(2, 5.0f, tables);
-    sampler.setPenColor({0.2, 0.2, 0.2, 0.8}, tables);
-    stroke(
-        [](double t) {
-            const double a = t * 6 * 3.14159, r = 20 + 160 * t;
-            return Point{560 + r * std::cos(a), 1560 + r * std::sin(a)};
-        },
-        160);
-
-    // A framed picture: a small gradient drawn in code.
-    KImage picture;
-    picture.width = 240;
-    picture.height = 160;
-    picture.pixels.resize(240 * 160);
-    for (int y = 0; y < 160; ++y) {
-        for (int x = 0; x < 240; ++x) {
-            const std::uint32_t r = std::uint32_t(60 + x * 150 / 240), g = std::uint32_t(120 + y * 100 / 160);
-            picture.pixels[std::size_t(y) * 240 + std::size_t(x)] =
-                0xff000000u | (r << 16) | (g << 8) | 0xc0u;
+// The book in the folder, or a new one-page book when there is none or it cannot be read.
+FoliantDataPtr openBook(const QString& path, const ImageCodec& codec) {
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        const QByteArray bytes = file.readAll();
+        try {
+            auto book = unarchiveFoliantData(
+                {reinterpret_cast<const std::uint8_t*>(bytes.constData()), std::size_t(bytes.size())},
+                &codec);
+            if (book && !book->pages().empty()) return book;
+        } catch (const ArchiveError& error) {
+            std::fprintf(stderr, "%s could not be read (%s); a new book is used and the file is kept.\n",
+                         qPrintable(path), error.what());
+            QFile::rename(path, path + ".unreadable");
         }
     }
-    auto image = std::make_shared<FoliantImage>();
-    image->frame = {950, 1330, 360, 240};
-    image->borderStyle = 1;
-    image->angle = -0.08f;
-    compositor.addPageImage(image, picture);
+    auto book = std::make_shared<FoliantData>();
+    book->pages().push_back(FoliantData::createNewPage());
+    book->setPageNum(0);
+    return book;
+}
+
+bool saveBook(FoliantData& book, const QString& path, const ImageCodec& codec) {
+    try {
+        const std::vector<std::uint8_t> bytes = archivedDataWithRootObject(book, &codec);
+        QSaveFile file(path);
+        if (!file.open(QIODevice::WriteOnly)) return false;
+        file.write(reinterpret_cast<const char*>(bytes.data()), qint64(bytes.size()));
+        return file.commit();
+    } catch (const ArchiveError&) {
+        return false;
+    }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     velumen::keepFreedMemoryForReuse();
-    QSurfaceFormat::setDefaultFormat(velumen::EAGLViewController::surfaceFormat());
+    QSurfaceFormat::setDefaultFormat(EAGLViewController::surfaceFormat());
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
     QApplication app(argc, argv);
     QApplication::setApplicationName("Velumen");
-
-    QString demoPath;
     const QStringList args = QApplication::arguments();
-    const qsizetype demo = args.indexOf("--demo");
-    if (demo >= 0 && demo + 1 < args.size()) demoPath = args[demo + 1];
+    const QString demoPath = option(args, "--demo");
+    const std::optional<DeviceProfile> forcedProfile =
+        deviceProfileFromName(option(args, "--device").toStdString());
 
-    // The surface outlives the window, whose widget shows it.
-    velumen::EAGLViewController surface;
-    velumen::PageCompositor compositor(surface.eaglView());
+    // Settings first: everything after reads them.
+    if (const QString settings = option(args, "--settings"); !settings.isEmpty())
+        setDefaultsStorePath(settings);
+    FoliantGlobals& globals = FoliantGlobals::shared();
+
+    QString booksDir = option(args, "--books");
+    if (booksDir.isEmpty())
+        booksDir = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/Books";
+    QDir().mkpath(booksDir);
+    const QString bookPath = booksDir + "/Notebook.velumen";
+    QtImageCodec codec;
+    FoliantDataPtr book = openBook(bookPath, codec);
+
+    // The surface, the page's ink and its undo, the stroke engine, the viewport and the touch path.
+    EAGLViewController surface;
+    PageCompositor compositor(surface.eaglView());
+    PageInkEditor editor;
+    editor.setCurrentPage(book->currentPage());
+    if (!book->pointSets()) book->setPointSets(std::make_shared<KVSPointSetArray>());
+    SteadyClock clock;
+    StrokeSampler sampler(editor, clock);
+    EditorViewport viewport;
+    TouchDispatcher dispatcher(sampler, viewport, globals);
+    TouchRouter router(dispatcher, viewport);
+    viewport.document = book.get();
+    dispatcher.document = book.get();
+    sampler.usePenSettings(0, globals.penTables);
+
+    auto showPageInk = [&] {
+        compositor.pointSets = book->pointSets();
+        compositor.isFrameUpdateNeeded = true;
+    };
+    editor.hooks().eraseView = [&] { compositor.isFrameUpdateNeeded = true; };
+    editor.hooks().forgetCurrentLine = [&] { sampler.cancelCurrentLine(); };
+    editor.hooks().registerDocumentChange = showPageInk;
+    dispatcher.hooks.pageInkReplaced = showPageInk;
+    dispatcher.hooks.setFrameUpdateNeeded = showPageInk;
+    dispatcher.hooks.deleteInkSnapshotTexture = [&] { compositor.deleteInkSnapshotTexture(); };
+    sampler.setFrameUpdateNeeded = [&] { compositor.isFrameUpdateNeeded = true; };
+    viewport.redrawAllLines = [&] {
+        compositor.zoomFactor = viewport.zoomFactor;
+        compositor.inkPanDelta = viewport.inkPanDelta;
+        compositor.redrawAllLines();
+    };
+    router.didRouteEvent = [&] { editor.endUndoGrouping(); };
+
     QWidget window;
     window.setWindowTitle("Velumen");
     auto* layout = new QVBoxLayout(&window);
     layout->setContentsMargins(0, 0, 0, 0);
+    QWidget* eaglFrame = new QWidget(&window);
+    layout->addWidget(eaglFrame);
+    QWidget* canvas = nullptr;
     if (surface.viewDidLoad()) {
-        QWidget* canvas = surface.createWidget(&window);
-        layout->addWidget(canvas);
+        canvas = surface.createWidget(eaglFrame);
         compositor.initializeEagl(canvas->devicePixelRatioF());
         compositor.loadFixedTextures();
-        // The whole page's width in view, repainted on the next tick after every resize.
-        surface.eaglView().eaglViewDidLayoutSubViews = [&] {
-            compositor.zoomFactor =
-                float(surface.eaglView().bounds().width / velumen::PageCompositor::kCanvasWidth);
-            compositor.isFrameUpdateNeeded = true;
+        sampler.renderer = &compositor;
+        router.attach(canvas);
+        // Overshoot moves the surface inside its frame.
+        viewport.setSurfaceTranslation = [&](Point t) {
+            canvas->setGeometry(
+                QRect(QPoint(int(std::lround(t.x)), int(std::lround(t.y))), eaglFrame->size()));
         };
-        writeSamplePage(compositor);
+        surface.eaglView().eaglViewDidLayoutSubViews = [&] { compositor.isFrameUpdateNeeded = true; };
+        showPageInk();
     } else {
-        // No GL: the window still opens, without a page.
-        auto* label = new QLabel("<p>No OpenGL 3.3 context could be made: pages cannot be shown.</p>");
+        auto* label =
+            new QLabel("<p>No OpenGL 3.3 context could be made: pages cannot be shown.</p>", eaglFrame);
         label->setAlignment(Qt::AlignCenter);
-        layout->addWidget(label);
     }
-    velumen::DisplayLink displayLink([&] { compositor.drawFrame(); });
+
+    // Layout: the device profile from the size (or the switch), the limits, and the book's pan and zoom.
+    struct FrameWatcher : QObject {
+        std::function<void()> resized;
+        bool eventFilter(QObject*, QEvent* e) override {
+            if (e->type() == QEvent::Resize && resized) resized();
+            return false;
+        }
+    } watcher;
+    bool firstLayout = true;
+    watcher.resized = [&] {
+        const Size size{double(eaglFrame->width()), double(eaglFrame->height())};
+        viewport.profile = forcedProfile.value_or(deviceProfileForViewSize(size));
+        if (canvas) canvas->setGeometry(eaglFrame->rect());
+        viewport.layoutForFrameSize(size);
+        if (firstLayout) {
+            viewport.handleDocumentChanged();
+            firstLayout = false;
+        }
+        compositor.zoomFactor = viewport.zoomFactor;
+        compositor.inkPanDelta = viewport.inkPanDelta;
+        compositor.isFrameUpdateNeeded = true;
+    };
+    eaglFrame->installEventFilter(&watcher);
+
+    // Pens by key, with the width last used for each.
+    const std::pair<const char*, int> penKeys[] = {{"E", 0}, {"1", 1}, {"2", 2}, {"3", 3}, {"4", 4}};
+    for (const auto& [key, index] : penKeys) {
+        auto* shortcut = new QShortcut(QKeySequence(key), &window);
+        QObject::connect(shortcut, &QShortcut::activated, [&, index = index] {
+            if (dispatcher.touchMode != TouchModeNone) return;
+            sampler.setPenTypeIndex(index, globals.penWidths()[std::size_t(index)], globals.penTables);
+        });
+    }
+    auto* undo = new QShortcut(QKeySequence::Undo, &window);
+    QObject::connect(undo, &QShortcut::activated, [&] {
+        if (dispatcher.touchMode == TouchModeNone && editor.undoManager()) editor.undoManager()->undo();
+    });
+    auto* redo = new QShortcut(QKeySequence::Redo, &window);
+    QObject::connect(redo, &QShortcut::activated, [&] {
+        if (dispatcher.touchMode == TouchModeNone && editor.undoManager()) editor.undoManager()->redo();
+    });
+
+    DisplayLink displayLink([&] {
+        compositor.zoomFactor = viewport.zoomFactor;
+        compositor.inkPanDelta = viewport.inkPanDelta;
+        compositor.drawFrame();
+    });
     window.resize(600, 750);
     window.show();
     displayLink.start(window.screen());
@@ -159,5 +221,9 @@ int main(int argc, char** argv) {
     }
     const int status = QApplication::exec();
     displayLink.invalidate();
-    return status;
+    sampler.cancelCurrentLine();
+    const bool saved = saveBook(*book, bookPath, codec);
+    std::printf("book: %s%s\n", qPrintable(bookPath), saved ? "" : " (could not be written)");
+    globals.saveSettings();
+    return status == 0 && saved ? 0 : 1;
 }

@@ -10,6 +10,8 @@ namespace velumen {
 
 enum class TouchType { Finger, Stylus };
 enum class TouchPhase { Began, Moved, Stationary, Ended, Cancelled };
+// The view a touch landed in: the surface, or the wrist guard and its tab, where a resting hand goes nowhere.
+enum class TouchView { Surface, WristGuard, WristGuardTab };
 
 struct TouchRecord {
     std::int64_t id = 0;
@@ -21,6 +23,7 @@ struct TouchRecord {
     double maximumPossibleForce = 1.0;
     std::optional<double> majorRadius;  // only where the device reports a contact area
     double timestamp = 0;
+    TouchView view = TouchView::Surface;
 };
 
 }  // namespace velumen

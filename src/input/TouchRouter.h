@@ -1,0 +1,53 @@
+// Turns the toolkit's touch, tablet and mouse events on the surface widget into touch records and feeds
+// them to the touch dispatcher's four entry points. A plain mouse acts as one finger; mouse events that
+// the toolkit made up from touches or a pen are ignored, since their originals arrive too. The wheel
+// pans, and with Ctrl it zooms about the pointer, as desktop users expect.
+#pragma once
+
+#include <QObject>
+#include <QPointF>
+#include <functional>
+#include <map>
+
+#include "input/TouchDispatcher.h"
+
+class QTouchEvent;
+class QTabletEvent;
+class QMouseEvent;
+class QWheelEvent;
+class QWidget;
+
+namespace velumen {
+
+class TouchRouter : public QObject {
+  public:
+    // Ids of the touches that are no touch-screen contact.
+    static constexpr std::int64_t kMouseTouchId = -1;
+    static constexpr std::int64_t kStylusTouchId = -2;
+
+    TouchRouter(TouchDispatcher& dispatcher, EditorViewport& viewport, QObject* parent = nullptr);
+
+    // Routes the widget's events through this filter and asks for touch events.
+    void attach(QWidget* surface);
+
+    // Called after each routed event (the undo group closes, the view repaints).
+    std::function<void()> didRouteEvent;
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+    bool routeTouch(QTouchEvent* event);
+    bool routeTablet(QTabletEvent* event);
+    bool routeMouse(QMouseEvent* event);
+    bool routeWheel(QWheelEvent* event);
+
+  private:
+    // Sends the changed records: began, moved, then ended or cancelled, each with the whole event.
+    void dispatch(const std::vector<TouchRecord>& changed);
+
+    TouchDispatcher& dispatcher_;
+    EditorViewport& viewport_;
+    // The touches down, by id, as last reported.
+    std::map<std::int64_t, TouchRecord> down_;
+};
+
+}  // namespace velumen

@@ -1,0 +1,248 @@
+// The touch state machine, driven by touch records as the router makes them, on a real book page with
+// its undo stack and the real stroke sampler.
+#include <gtest/gtest.h>
+
+#include <QTemporaryDir>
+#include <limits>
+#include <map>
+
+#include "document/PageInkEditor.h"
+#include "input/TouchDispatcher.h"
+#include "shell/DefaultsStore.h"
+#include "shell/FoliantGlobals.h"
+
+namespace velumen {
+namespace {
+
+struct Rig : ::testing::Test {
+    QTemporaryDir dir;
+    FoliantGlobals globals{openDefaultsStore(dir.filePath("d.plist")), 0.0};
+    FoliantData book;
+    PageInkEditor editor;
+    ManualClock clock{10.0};
+    StrokeSampler sampler{editor, clock};
+    EditorViewport viewport;
+    TouchDispatcher dispatcher{sampler, viewport, globals};
+    std::map<std::int64_t, TouchRecord> down;
+    int flashes = 0;
+
+    void SetUp() override {
+        book.pages().push_back(FoliantData::createNewPage());
+        book.setPageNum(0);
+        editor.setCurrentPage(book.currentPage());
+        viewport.document = &book;
+        viewport.layoutForFrameSize({768, 1024});
+        viewport.showHomeView();
+        dispatcher.document = &book;
+        dispatcher.hooks.flashStylusButton = [this] { ++flashes; };
+    }
+
+    std::size_t runs() const { return book.pointSets() ? book.pointSets()->count() : 0; }
+    std::size_t undoCount() { return editor.undoManager() ? editor.undoManager()->undoCount() : 0; }
+
+    TouchEvent event() const {
+        TouchEvent e;
+        for (const auto& [id, t] : down)
+            e.allTouches.push_back(t);
+        return e;
+    }
+    TouchRecord& put(std::int64_t id, Point p, TouchPhase phase) {
+        TouchRecord& t = down[id];
+        t.id = id;
+        t.previousLocation = phase == TouchPhase::Began ? p : t.location;
+        t.location = p;
+        t.phase = phase;
+        return t;
+    }
+    void begin(std::int64_t id, Point p, TouchType type = TouchType::Finger,
+               std::optional<double> radius = {}) {
+        TouchRecord& t = put(id, p, TouchPhase::Began);
+        t.type = type;
+        t.majorRadius = radius;
+        t.force = type == TouchType::Stylus ? 0.5 : 0;
+        dispatcher.touchesBegan({t}, event());
+    }
+    void move(std::int64_t id, Point p, std::optional<double> radius = {}) {
+        clock.advance(0.02);
+        TouchRecord& t = put(id, p, TouchPhase::Moved);
+        if (radius) t.majorRadius = radius;
+        dispatcher.touchesMoved({t}, event());
+    }
+    void end(std::int64_t id, bool cancelled = false) {
+        clock.advance(0.02);
+        TouchRecord t = down.at(id);
+        t.phase = cancelled ? TouchPhase::Cancelled : TouchPhase::Ended;
+        down[id] = t;
+        const TouchEvent e = event();
+        down.erase(id);
+        if (cancelled)
+            dispatcher.touchesCancelled({t}, e);
+        else
+            dispatcher.touchesEnded({t}, e);
+    }
+    // A one-finger stroke with n movement samples.
+    void strokeWithSamples(std::int64_t id, int n) {
+        begin(id, {100, 100});
+        for (int i = 1; i <= n; ++i)
+            move(id, {100.0 + 10 * i, 100.0 + 3 * i});
+    }
+};
+
+TEST_F(Rig, OneFingerDrawsAndATapStillMakesADot) {
+    strokeWithSamples(1, 6);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
+    end(1);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeNone);
+    EXPECT_EQ(runs(), 1u);
+    EXPECT_EQ(undoCount(), 1u);
+    // Within the dead zone movement is silent, yet the tap draws.
+    begin(2, {400, 400});
+    move(2, {400.5, 400.5});
+    EXPECT_FALSE(dispatcher.didTouchMove);
+    EXPECT_EQ(sampler.currentLine->points.size(), 1u);
+    end(2);
+    EXPECT_EQ(runs(), 2u);
+}
+
+TEST_F(Rig, SecondFingerCancelsAShortStrokeAndCommitsALongOne) {
+    // 1 down point + 8 samples: 9 raw points die.
+    strokeWithSamples(1, 8);
+    ASSERT_EQ(sampler.currentLine->points.size(), 9u);
+    begin(2, {300, 300});
+    EXPECT_EQ(dispatcher.touchMode, TouchModePanZoom);
+    end(2);
+    end(1);
+    EXPECT_EQ(runs(), 0u);
+    EXPECT_EQ(undoCount(), 0u);
+    // 10 raw points are kept, and the gesture goes on as a pinch.
+    strokeWithSamples(3, 9);
+    ASSERT_EQ(sampler.currentLine->points.size(), 10u);
+    begin(4, {300, 300});
+    EXPECT_EQ(runs(), 1u);
+    EXPECT_EQ(dispatcher.touchMode, TouchModePanZoom);
+    const float zoom = viewport.zoomFactor;
+    move(4, {600, 700});
+    EXPECT_GT(viewport.zoomFactor, zoom);
+    // A third finger ends the zoom; the page keeps its state.
+    const float zoomed = viewport.zoomFactor;
+    begin(5, {500, 500});
+    EXPECT_EQ(dispatcher.touchMode, TouchModeNone);
+    move(4, {700, 800});
+    EXPECT_EQ(viewport.zoomFactor, zoomed);
+    for (int id : {3, 4, 5})
+        end(id);
+    EXPECT_EQ(runs(), 1u);
+}
+
+TEST_F(Rig, SecondFingerDuringErasingRestoresThePageWithoutUndo) {
+    strokeWithSamples(1, 12);
+    end(1);
+    const KVSPointSetArrayPtr before = book.pointSets();
+    ASSERT_EQ(before->count(), 1u);
+    const std::size_t undos = undoCount();
+    // A stand-in eraser that empties the page list it is given.
+    dispatcher.hooks.eraseAtPoint = [&](Point) { book.pointSets()->removeAllObjects(); };
+    sampler.setPenTypeIndex(0, 64, globals.penTables);
+    begin(2, {110, 100});
+    EXPECT_EQ(dispatcher.touchMode, TouchModeErase);
+    EXPECT_EQ(runs(), 0u);
+    begin(3, {300, 300});
+    EXPECT_EQ(book.pointSets(), before);
+    EXPECT_EQ(runs(), 1u);
+    EXPECT_EQ(undoCount(), undos);
+    end(3);
+    end(2);
+}
+
+TEST_F(Rig, StylusRulesAndPalms) {
+    // A finger during a stylus stroke is ignored, its lifting too.
+    begin(1, {100, 100}, TouchType::Stylus);
+    EXPECT_TRUE(dispatcher._isDrawingWithStylus);
+    move(1, {150, 120});
+    begin(2, {400, 400});
+    EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
+    end(2);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
+    move(1, {200, 140});
+    end(1);
+    EXPECT_FALSE(dispatcher._isDrawingWithStylus);
+    EXPECT_EQ(runs(), 1u);
+
+    // A palm above 70 does not count; at 70 it does.
+    begin(3, {300, 300}, TouchType::Finger, 70.1);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeNone);
+    end(3);
+    begin(4, {300, 300}, TouchType::Finger, 70.0);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
+    // A touch that grows into a palm leaves the set at that event: its movement draws nothing more.
+    move(4, {320, 300});
+    const auto points = sampler.currentLine->points.size();
+    move(4, {340, 300}, 90.0);
+    EXPECT_EQ(sampler.currentLine->points.size(), points);
+    end(4);
+    globals._disablePalmRejection = true;
+    begin(5, {300, 300}, TouchType::Finger, 200.0);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
+    end(5);
+}
+
+TEST_F(Rig, StylusOnlyRefusesAFingerButTwoFingersZoom) {
+    globals._onlyDrawWithStylus = true;
+    dispatcher.isPencilConnected = true;
+    begin(1, {100, 100});
+    EXPECT_EQ(dispatcher.touchMode, TouchModeNone);
+    EXPECT_EQ(flashes, 1);
+    begin(2, {300, 300});
+    EXPECT_EQ(dispatcher.touchMode, TouchModePanZoom);
+    end(1);
+    end(2);
+    begin(3, {100, 100}, TouchType::Stylus);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
+    end(3);
+    EXPECT_EQ(runs(), 1u);
+    // Without a stylus connected the setting does not lock the user out.
+    dispatcher.isPencilConnected = false;
+    begin(4, {100, 100});
+    EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
+    end(4);
+}
+
+TEST_F(Rig, LockedBookTakesTheSelectionPathAndTheGuardSwallowsTouches) {
+    book.setIsLocked(true);
+    strokeWithSamples(1, 5);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeSelect);
+    end(1);
+    EXPECT_EQ(runs(), 0u);
+    book.setIsLocked(false);
+    TouchRecord& t = put(2, {100, 1000}, TouchPhase::Began);
+    t.view = TouchView::WristGuard;
+    dispatcher.touchesBegan({t}, event());
+    EXPECT_EQ(dispatcher.touchMode, TouchModeNone);
+    down.clear();
+}
+
+TEST_F(Rig, BadRecordsChangeNothing) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    begin(1, {nan, 100});
+    begin(2, {1e300, -1e300});
+    EXPECT_EQ(dispatcher.touchMode, TouchModeNone);
+    down.clear();
+    // Movement and ends of touches that never began.
+    TouchRecord ghost;
+    ghost.id = 99;
+    ghost.location = {10, 10};
+    dispatcher.touchesMoved({ghost}, {{ghost}});
+    dispatcher.touchesEnded({ghost}, {{ghost}});
+    dispatcher.touchesCancelled({}, {});
+    EXPECT_EQ(runs(), 0u);
+    EXPECT_EQ(dispatcher.touchMode, TouchModeNone);
+    // A stroke with a NaN movement in it goes on unharmed.
+    begin(3, {100, 100});
+    move(3, {nan, nan});
+    move(3, {200, 200});
+    end(3);
+    EXPECT_EQ(runs(), 1u);
+}
+
+}  // namespace
+}  // namespace velumen
