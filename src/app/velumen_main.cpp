@@ -2,6 +2,13 @@
 //   velumen info BOOK [--json]     what a book holds
 //   velumen svg BOOK [--page N]    a page's ink as SVG (N counts from 1; the current page by default)
 //   velumen upgrade IN OUT         read a book of any version, write it as the current version
+//   velumen replay SCRIPT BOOK [--screenshot PNG]
+//                                  play a touch script into the book's current page (a new one-page book
+//                                  when BOOK does not exist) and save it; optionally a picture of the screen
+#include <QApplication>
+#include <QFile>
+#include <QSurfaceFormat>
+#include <QTemporaryDir>
 #include <QtGlobal>
 #include <charconv>
 #include <cmath>
@@ -16,7 +23,12 @@
 #include "document/KeyedArchive.h"
 #include "document/MappedFile.h"
 #include "objects/FoliantTextBox.h"
+#include "input/TouchScript.h"
 #include "objects/qt/QtImageCodec.h"
+#include "shell/BookFile.h"
+#include "shell/DefaultsStore.h"
+#include "shell/FoliantViewController.h"
+#include "shell/TouchReplay.h"
 
 namespace {
 
@@ -28,7 +40,8 @@ int usage() {
     std::fputs(
         "usage: velumen info BOOK [--json]\n"
         "       velumen svg BOOK [--page N]\n"
-        "       velumen upgrade IN OUT\n",
+        "       velumen upgrade IN OUT\n"
+        "       velumen replay SCRIPT BOOK [--screenshot PNG]\n",
         stderr);
     return kUsageStatus;
 }
@@ -174,6 +187,54 @@ std::optional<long long> parseIndex(std::string_view text) {
     return value;
 }
 
+// The script through an editor of the script's size, on the book's current page, with the settings' defaults
+// and the script's own clock: the same script on the same book gives the same file.
+int replay(int argc, char** argv, const std::vector<std::string>& args, const QtImageCodec& codec) {
+    if (args.size() != 3 && !(args.size() == 5 && args[3] == "--screenshot")) return usage();
+    const QString scriptPath = QString::fromStdString(args[1]);
+    const QString bookPath = QString::fromStdString(args[2]);
+    const QString screenshotPath = args.size() == 5 ? QString::fromStdString(args[4]) : QString();
+    QFile scriptFile(scriptPath);
+    if (!scriptFile.open(QIODevice::ReadOnly)) return failure(args[1] + ": cannot be read");
+    std::string why;
+    const std::optional<TouchScript> script = parseTouchScript(scriptFile.readAll(), why);
+    if (!script) {
+        std::fprintf(stderr, "%s\n", why.c_str());
+        return 1;
+    }
+    FoliantDataPtr book = readBook(bookPath, codec, why);
+    if (!book) return failure(why);
+
+    // Without any display the ink is still made; only the picture needs a GL surface.
+    if (!qEnvironmentVariableIsSet("DISPLAY") && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY") &&
+        !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QSurfaceFormat::setDefaultFormat(EAGLViewController::surfaceFormat());
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    QApplication app(argc, argv);
+    QTemporaryDir settingsDir;
+    if (!settingsDir.isValid()) return failure("no temporary folder for the settings");
+    FoliantGlobals globals(openDefaultsStore(settingsDir.filePath("defaults.plist")), 0.0);
+    ManualClock clock(script->events.empty() ? 0.0 : script->events.front().time);
+    FoliantViewController editor(globals, clock);
+    if (!screenshotPath.isEmpty() && !editor.hasSurface())
+        return failure("no OpenGL context could be made: no screenshot without a display");
+    const Size size = script->events.empty() ? Size{768, 1024} : script->events.front().viewSize;
+    editor.layoutForSize(size);
+    editor.openBook(book);
+    replayTouchScript(editor, clock, *script);
+    // A touch the script leaves down ends where it is.
+    if (editor.router.touchesDown() > 0) editor.sampler.cancelCurrentLine();
+
+    if (!screenshotPath.isEmpty()) {
+        const QImage screen = editor.screenImage();
+        if (screen.isNull() || !screen.save(screenshotPath, "PNG"))
+            return failure(args[4] + ": the screenshot cannot be written");
+    }
+    if (!writeBook(*book, bookPath, codec, why)) return failure(why);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -184,6 +245,7 @@ int main(int argc, char** argv) {
     const std::string& command = args[0];
     const QtImageCodec codec;
     std::string why;
+    if (command == "replay") return replay(argc, argv, args, codec);
 
     if (command == "info") {
         if (args.size() < 2 || args.size() > 3 || (args.size() == 3 && args[2] != "--json")) return usage();

@@ -111,6 +111,15 @@ void TouchRouter::dispatch(const std::vector<TouchRecord>& changed) {
     }
 }
 
+void TouchRouter::routeRecords(std::vector<TouchRecord> changed) {
+    for (TouchRecord& t : changed) {
+        const auto it = down_.find(t.id);
+        t.previousLocation = it == down_.end() ? t.location : it->second.location;
+    }
+    dispatch(changed);
+    if (didRouteEvent) didRouteEvent();
+}
+
 bool TouchRouter::routeTouch(QTouchEvent* event) {
     const QPointingDevice* device = event->pointingDevice();
     const bool hasArea = device && device->capabilities().testFlag(QInputDevice::Capability::Area);

@@ -39,6 +39,11 @@ class TouchRouter : public QObject {
     bool routeTablet(QTabletEvent* event);
     bool routeMouse(QMouseEvent* event);
     bool routeWheel(QWheelEvent* event);
+    // Touch records made elsewhere (a replayed script): the changed touches of one event, in view points.
+    // Their previous locations are taken from the touches down; then didRouteEvent as for any event.
+    void routeRecords(std::vector<TouchRecord> changed);
+    // The number of touches down, as last reported.
+    std::size_t touchesDown() const { return down_.size(); }
 
   private:
     // Sends the changed records: began, moved, then ended or cancelled, each with the whole event.

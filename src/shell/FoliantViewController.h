@@ -1,0 +1,79 @@
+// The editor's root widget: the GL surface in its frame, the page's ink and its undo, the stroke engine,
+// the viewport, the touch state machine and the router from the toolkit's events, wired together in the
+// start-up order (settings are read before; then the surface, its textures, the touch path and the
+// frame loop). The notebook shows one; a replayed touch script and the tests drive another, hidden or not.
+#pragma once
+
+#include <QImage>
+#include <QWidget>
+#include <memory>
+#include <optional>
+
+#include "document/FoliantData.h"
+#include "document/PageInkEditor.h"
+#include "ink/Clock.h"
+#include "ink/StrokeSampler.h"
+#include "input/EditorViewport.h"
+#include "input/StylusDetector.h"
+#include "input/TouchDispatcher.h"
+#include "input/TouchRouter.h"
+#include "render/DisplayLink.h"
+#include "render/EAGLViewController.h"
+#include "render/PageCompositor.h"
+#include "shell/FoliantGlobals.h"
+
+namespace velumen {
+
+class FoliantViewController : public QWidget {
+  public:
+    // `forcedProfile` overrides the device profile that the window's size implies.
+    FoliantViewController(FoliantGlobals& globals, const Clock& clock,
+                          std::optional<DeviceProfile> forcedProfile = std::nullopt, QWidget* parent = nullptr);
+    ~FoliantViewController() override;
+
+    // Shows the book's current page (made empty-inked when it has no ink list); the stylus is asked for again.
+    void openBook(FoliantDataPtr book);
+    const FoliantDataPtr& book() const { return book_; }
+
+    // The surface at this size in points now, shown or not: the profile, the limits, the pan and zoom.
+    void layoutForSize(Size size);
+    // The pen by its index (0 eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter) at its last width.
+    void setPenTypeIndex(int index);
+    // Repaints the whole page now.
+    void redrawAllLines();
+    // The surface as the user sees it, at its pixel size; null without GL.
+    QImage screenImage();
+    // False when no GL context could be made: then touches still make ink but nothing is shown.
+    bool hasSurface() const { return canvas_ != nullptr; }
+    // The widget that receives the touches (the GL surface, or the frame without GL).
+    QWidget* touchTarget() const;
+
+    void startDisplayLink();
+    void stopDisplayLink() { displayLink_.invalidate(); }
+
+    FoliantGlobals& globals;
+    EAGLViewController surface;
+    PageCompositor compositor{surface.eaglView()};
+    PageInkEditor editor;
+    StrokeSampler sampler;
+    EditorViewport viewport;
+    TouchDispatcher dispatcher;
+    TouchRouter router;
+    StylusDetector stylusDetector;
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+  private:
+    void showPageInk();
+    void syncCompositor();
+
+    std::optional<DeviceProfile> forcedProfile_;
+    FoliantDataPtr book_;
+    QWidget* eaglFrame_ = nullptr;
+    QWidget* canvas_ = nullptr;
+    bool needsDocumentLayout_ = true;
+    DisplayLink displayLink_;
+};
+
+}  // namespace velumen

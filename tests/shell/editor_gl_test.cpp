@@ -1,0 +1,184 @@
+// The editor end to end on a GL surface under a display: real tablet and mouse events sent to the surface
+// widget leave runs on the page and sprites on the screen, where the events were and as large as the
+// dots say.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QPointingDevice>
+#include <QTabletEvent>
+#include <QTemporaryDir>
+#include <cstdlib>
+#include <cstring>
+
+#include "shell/BookFile.h"
+#include "shell/DefaultsStore.h"
+#include "shell/FoliantViewController.h"
+
+namespace {
+
+using namespace velumen;
+
+bool requiredGL() {
+    const char* ci = std::getenv("CI");
+    return ci && std::strcmp(ci, "true") == 0;
+}
+
+struct Editor {
+    QTemporaryDir dir;
+    FoliantGlobals globals{openDefaultsStore(dir.filePath("defaults.plist")), 0.0};
+    ManualClock clock;
+    FoliantViewController vc{globals, clock};
+    FoliantDataPtr book = newOnePageBook();
+
+    Editor() {
+        vc.resize(600, 750);
+        vc.show();
+        QApplication::processEvents();
+        vc.openBook(book);
+    }
+    void send(QEvent& event) {
+        clock.advance(1.0 / 60.0);
+        QCoreApplication::sendEvent(vc.touchTarget(), &event);
+    }
+    const KVSPointSetArray& ink() const { return *book->pointSets(); }
+};
+
+#define REQUIRE_SURFACE(editor)                                                   \
+    do {                                                                          \
+        if (!(editor).vc.hasSurface()) {                                          \
+            if (requiredGL()) FAIL() << "no GL context could be made";            \
+            GTEST_SKIP() << "no GL context";                                      \
+        }                                                                         \
+    } while (0)
+
+bool inked(const QImage& image, int x, int y) {
+    const QRgb c = image.pixel(x, y);
+    return qRed(c) < 200 || qGreen(c) < 200 || qBlue(c) < 200;
+}
+
+// Inked pixels in a column around row y (up to 40 above and below).
+int columnInk(const QImage& image, int x, int y) {
+    int n = 0;
+    for (int r = std::max(0, y - 40); r < std::min(image.height(), y + 41); ++r)
+        n += inked(image, x, r);
+    return n;
+}
+
+float meanDot(const KVSPointSet& run) {
+    double sum = 0;
+    for (std::uint64_t i = 0; i < run.length(); ++i)
+        sum += run.data().floats()[3 * i + 2];
+    return run.length() ? float(sum / double(run.length())) : 0.0f;
+}
+
+float largestDot(const KVSPointSet& run) {
+    float largest = 0;
+    for (std::uint64_t i = 0; i < run.length(); ++i)
+        largest = std::max(largest, run.data().floats()[3 * i + 2]);
+    return largest;
+}
+
+// A horizontal tablet stroke from x0 to x1 at row y with the given pressure.
+void tabletStroke(Editor& e, const QPointingDevice& pen, double x0, double x1, double y, double pressure) {
+    auto event = [&](QEvent::Type type, double x, Qt::MouseButtons buttons) {
+        QTabletEvent t(type, &pen, QPointF(x, y), QPointF(x, y), pressure, 0, 0, 0, 0, 0, Qt::NoModifier,
+                       Qt::LeftButton, buttons);
+        e.send(t);
+    };
+    event(QEvent::TabletPress, x0, Qt::LeftButton);
+    for (double x = x0 + 6; x < x1; x += 6)
+        event(QEvent::TabletMove, x, Qt::LeftButton);
+    event(QEvent::TabletMove, x1, Qt::LeftButton);
+    event(QEvent::TabletRelease, x1, Qt::NoButton);
+}
+
+TEST(EditorEndToEnd, TabletStrokesFollowThePenAndItsPressure) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    const QPointingDevice pen("test pen", 4711, QInputDevice::DeviceType::Stylus, QPointingDevice::PointerType::Pen,
+                              QInputDevice::Capability::Position | QInputDevice::Capability::Pressure, 1, 2);
+    tabletStroke(e, pen, 100, 400, 250, 0.15);
+    tabletStroke(e, pen, 100, 400, 500, 1.0);
+    ASSERT_EQ(e.ink().pointSets().size(), 2u);
+    const KVSPointSet& light = *e.ink().pointSets()[0];
+    const KVSPointSet& heavy = *e.ink().pointSets()[1];
+
+    // The runs lie along the strokes, in page units.
+    for (const auto& [run, y] : {std::pair{&light, 250.0}, std::pair{&heavy, 500.0}}) {
+        const Point start = e.vc.viewport.eaglPointFromViewPoint({100, y});
+        const Point end = e.vc.viewport.eaglPointFromViewPoint({400, y});
+        for (std::uint64_t i = 0; i < run->length(); ++i) {
+            EXPECT_GE(run->data().floats()[3 * i], start.x - 2);
+            EXPECT_LE(run->data().floats()[3 * i], end.x + 2);
+            EXPECT_NEAR(run->data().floats()[3 * i + 1], start.y, 1.0);
+        }
+    }
+    // Pressing harder makes larger dots.
+    EXPECT_GT(meanDot(heavy), 1.3f * meanDot(light));
+
+    // On the screen: ink along each stroke, none beyond its ends, as thick as its dots.
+    const QImage screen = e.vc.screenImage().convertToFormat(QImage::Format_RGB32);
+    ASSERT_FALSE(screen.isNull());
+    const double scale = double(screen.width()) / e.vc.touchTarget()->width();
+    for (const auto& [run, y] : {std::pair{&light, 250}, std::pair{&heavy, 500}}) {
+        const int py = int(y * scale);
+        EXPECT_TRUE(inked(screen, int(250 * scale), py));
+        EXPECT_FALSE(inked(screen, int(60 * scale), py));
+        EXPECT_FALSE(inked(screen, int(450 * scale), py));
+        const double diameter = largestDot(*run) * 2 * e.vc.viewport.zoomFactor * scale;
+        const int thickness = columnInk(screen, int(250 * scale), py);
+        EXPECT_GE(thickness, std::max(1.0, diameter * 0.5)) << "dot diameter " << diameter;
+        EXPECT_LE(thickness, diameter * 1.3 + 2) << "dot diameter " << diameter;
+    }
+}
+
+TEST(EditorEndToEnd, MouseStrokeDrawsAndSynthesisedMouseEventsDoNot) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    auto mouse = [&](QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons buttons,
+                     Qt::MouseEventSource source = Qt::MouseEventNotSynthesized) {
+        QMouseEvent m(type, at, at, button, buttons, Qt::NoModifier);
+        if (source != Qt::MouseEventNotSynthesized) {
+            // What the toolkit makes from a pen: ignored, since the pen's own events arrive as well.
+            QMouseEvent synthesised(type, at, at, at, button, buttons, Qt::NoModifier, source);
+            e.send(synthesised);
+            return;
+        }
+        e.send(m);
+    };
+    // A synthesised stroke first: nothing.
+    mouse(QEvent::MouseButtonPress, {50, 100}, Qt::LeftButton, Qt::LeftButton, Qt::MouseEventSynthesizedByQt);
+    mouse(QEvent::MouseMove, {300, 100}, Qt::NoButton, Qt::LeftButton, Qt::MouseEventSynthesizedByQt);
+    mouse(QEvent::MouseButtonRelease, {300, 100}, Qt::LeftButton, Qt::NoButton, Qt::MouseEventSynthesizedByQt);
+    EXPECT_TRUE(e.ink().pointSets().empty());
+
+    // A diagonal from (150, 150) to (350, 350).
+    mouse(QEvent::MouseButtonPress, {150, 150}, Qt::LeftButton, Qt::LeftButton);
+    for (int i = 1; i <= 40; ++i)
+        mouse(QEvent::MouseMove, {150.0 + 5 * i, 150.0 + 5 * i}, Qt::NoButton, Qt::LeftButton);
+    mouse(QEvent::MouseButtonRelease, {350, 350}, Qt::LeftButton, Qt::NoButton);
+    ASSERT_EQ(e.ink().pointSets().size(), 1u);
+    const KVSPointSet& run = *e.ink().pointSets()[0];
+    const Point from = e.vc.viewport.eaglPointFromViewPoint({150, 150});
+    const Point to = e.vc.viewport.eaglPointFromViewPoint({350, 350});
+    for (std::uint64_t i = 0; i < run.length(); ++i) {
+        const float x = run.data().floats()[3 * i], y = run.data().floats()[3 * i + 1];
+        EXPECT_NEAR(x, y - (from.y - from.x), 2.0);
+        EXPECT_GE(x, from.x - 2);
+        EXPECT_LE(x, to.x + 2);
+    }
+    const QImage screen = e.vc.screenImage().convertToFormat(QImage::Format_RGB32);
+    ASSERT_FALSE(screen.isNull());
+    const double scale = double(screen.width()) / e.vc.touchTarget()->width();
+    EXPECT_TRUE(inked(screen, int(250 * scale), int(250 * scale)));
+    EXPECT_FALSE(inked(screen, int(250 * scale), int(330 * scale)));
+    EXPECT_FALSE(inked(screen, int(400 * scale), int(400 * scale)));
+    const double diameter = largestDot(run) * 2 * e.vc.viewport.zoomFactor * scale;
+    // Across a 45-degree line a column meets it over sqrt(2) times its width.
+    const int thickness = columnInk(screen, int(250 * scale), int(250 * scale));
+    EXPECT_GE(thickness, std::max(1.0, diameter * 0.5));
+    EXPECT_LE(thickness, diameter * 1.42 * 1.3 + 2);
+}
+
+}  // namespace
