@@ -59,34 +59,17 @@ std::string KInkCanvasTextBox::textboxHash() const {
 }
 
 bool KInkCanvasTextBox::isEqualToTextBox(const KInkCanvasTextBox& other) const {
-    return text == other.text && frame == other.frame && alpha == other.alpha && font.isEqual(other.font) &&
-           foregroundColor.isEqualToColor(other.foregroundColor) &&
-           backgroundColor.isEqualToColor(other.backgroundColor) && borderStyle == other.borderStyle &&
-           textAlignment == other.textAlignment && angle == other.angle;
+    return sameTextBoxFields(*this, other) && angle == other.angle;
 }
 
 void KInkCanvasTextBox::encodeWithCoder(KeyedEncoder& coder) const {
-    coder.encodeCGRect("frame", frame);
-    coder.encodeFloat("alpha", static_cast<float>(alpha));
-    coder.encodeInteger("borderStyle", borderStyle);
-    coder.encodeInteger("textAlignment", textAlignment);
-    coder.encodeString("text", text);
-    encodeFont(coder, "font", font);
-    encodeColorForKey(coder, "foregroundColor", foregroundColor);
-    encodeColorForKey(coder, "backgroundColor", backgroundColor);
+    encodeTextBoxFields(coder, *this);
     coder.encodeFloat("angle", static_cast<float>(angle));
 }
 
 KInkCanvasTextBoxPtr KInkCanvasTextBox::initWithCoder(const KeyedDecoder& coder) {
     auto box = std::make_shared<KInkCanvasTextBox>();
-    box->frame = coder.decodeCGRectForKey("frame");
-    box->alpha = decodeAlpha(coder, "alpha", kLowestAlpha);
-    box->borderStyle = coder.decodeIntegerForKey("borderStyle");
-    box->textAlignment = coder.decodeIntegerForKey("textAlignment");
-    box->text = coder.decodeStringForKey("text").value_or(std::string());
-    box->font = decodeFontOrFallback(coder, "font");
-    box->foregroundColor = decodeColorForKey(coder, "foregroundColor").value_or(kDefaultForegroundColor);
-    box->backgroundColor = decodeColorForKey(coder, "backgroundColor").value_or(kDefaultBackgroundColor);
+    decodeTextBoxFields(coder, *box);
     box->angle = coder.decodeFloatForKey("angle");
     return box;
 }

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "document/InkCoding.h"
+#include "document/KeyedArchive.h"
 #include "objects/KFont.h"
 
 namespace velumen {
@@ -34,5 +36,39 @@ SharedBytes decodeSharedBytes(const KeyedDecoder& coder, std::string_view key);
 
 // A picture's scale as stored with its bytes: truncated to an integer, at least 1 (NaN reads as 1).
 std::int32_t truncatedScale(double scale);
+
+// The eight stored fields that every kind of text box shares: "frame", "alpha", "borderStyle",
+// "textAlignment", "text", "font", "foregroundColor", "backgroundColor".
+template <class Box>
+void encodeTextBoxFields(KeyedEncoder& coder, const Box& box) {
+    coder.encodeCGRect("frame", box.frame);
+    coder.encodeFloat("alpha", static_cast<float>(box.alpha));
+    coder.encodeInteger("borderStyle", box.borderStyle);
+    coder.encodeInteger("textAlignment", box.textAlignment);
+    coder.encodeString("text", box.text);
+    encodeFont(coder, "font", box.font);
+    encodeColorForKey(coder, "foregroundColor", box.foregroundColor);
+    encodeColorForKey(coder, "backgroundColor", box.backgroundColor);
+}
+
+template <class Box>
+void decodeTextBoxFields(const KeyedDecoder& coder, Box& box) {
+    box.frame = coder.decodeCGRectForKey("frame");
+    box.alpha = decodeAlpha(coder, "alpha", Box::kLowestAlpha);
+    box.borderStyle = coder.decodeIntegerForKey("borderStyle");
+    box.textAlignment = coder.decodeIntegerForKey("textAlignment");
+    box.text = coder.decodeStringForKey("text").value_or(std::string());
+    box.font = decodeFontOrFallback(coder, "font");
+    box.foregroundColor = decodeColorForKey(coder, "foregroundColor").value_or(Box::kDefaultForegroundColor);
+    box.backgroundColor = decodeColorForKey(coder, "backgroundColor").value_or(Box::kDefaultBackgroundColor);
+}
+
+template <class Box>
+bool sameTextBoxFields(const Box& a, const Box& b) {
+    return a.text == b.text && a.frame == b.frame && a.alpha == b.alpha && a.font.isEqual(b.font) &&
+           a.foregroundColor.isEqualToColor(b.foregroundColor) &&
+           a.backgroundColor.isEqualToColor(b.backgroundColor) && a.borderStyle == b.borderStyle &&
+           a.textAlignment == b.textAlignment;
+}
 
 }  // namespace velumen
