@@ -19,7 +19,7 @@
 // what the driver, its compiler and the windowing libraries hold.
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:_dri.so\nleak:libgallium\nleak:libLLVM\nleak:libGLX_mesa\nleak:libglapi\nleak:libEGL_mesa\n"
-           "leak:libxcb\nleak:libX11\n";
+           "leak:libxcb\nleak:libX11\nleak:libdbus\n";
 }
 
 namespace {
