@@ -13,8 +13,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -158,28 +156,6 @@ std::string infoText(const FoliantData& book) {
     return out;
 }
 
-bool writeAll(const std::string& path, std::span<const std::uint8_t> bytes, std::string& why) {
-    // Written beside the target and renamed over it, so that a failure leaves nothing half-written.
-    const std::string temporary = path + ".velumen-upgrade";
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-        out.flush();
-        if (!out) {
-            why = path + ": cannot write";
-            out.close();
-            std::remove(temporary.c_str());
-            return false;
-        }
-    }
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-        why = path + ": cannot write (" + std::strerror(errno) + ")";
-        std::remove(temporary.c_str());
-        return false;
-    }
-    return true;
-}
-
 std::optional<long long> parseIndex(std::string_view text) {
     long long value = 0;
     const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -279,13 +255,7 @@ int main(int argc, char** argv) {
         if (args.size() != 3) return usage();
         const std::optional<LoadedBook> loaded = load(args[1], codec, why);
         if (!loaded) return failure(why);
-        std::vector<std::uint8_t> bytes;
-        try {
-            bytes = archivedDataWithRootObject(*loaded->book, &codec);
-        } catch (const ArchiveError& e) {
-            return failure(args[1] + ": cannot be written again (" + e.what() + ")");
-        }
-        if (!writeAll(args[2], bytes, why)) return failure(why);
+        if (!writeBook(*loaded->book, QString::fromStdString(args[2]), codec, why)) return failure(why);
         return 0;
     }
     return usage();

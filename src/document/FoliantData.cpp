@@ -142,9 +142,11 @@ FoliantDataPtr FoliantData::initWithCoder(const KeyedDecoder& coder) {
         book->pages_.push_back(std::move(page));
     }
     book->version_ = version;
-    if (pageNum < 0 || static_cast<std::uint64_t>(pageNum) >= book->pages_.size())
+    try {
+        book->setPageNum(pageNum);
+    } catch (const std::out_of_range&) {
         throw ArchiveError("the current page is not in the book");
-    book->setPageNum(pageNum);
+    }
     return book;
 }
 

@@ -72,7 +72,6 @@ void encodeWithCoder(const KLine& line, KeyedEncoder& coder) {
 
 KLine initKLineWithCoder(const KeyedDecoder& coder) {
     KLine line;
-    line.points.clear();
     const auto boxes = coder.decodeArrayForKey<Point>("points", {"NSValue", "KPoint"}, [](const KeyedDecoder& box) {
         if (box.containsValueForKey("NS.pointval")) return std::make_shared<Point>(box.decodeCGPointForKey("NS.pointval"));
         return std::make_shared<Point>(initKPointWithCoder(box).toCGPoint());

@@ -49,4 +49,18 @@ Rect Rect::unite(const Rect& a, const Rect& b) {
     return {left, top, right - left, bottom - top};
 }
 
+Rect boundingRectOfPoints(const float* p, std::uint64_t count, std::size_t floatsPerPoint) {
+    if (count == 0) return Rect::null();
+    float minX = p[0], maxX = p[0], minY = p[1], maxY = p[1];
+    for (std::uint64_t i = 1; i < count; ++i) {
+        const float x = p[floatsPerPoint * i];
+        const float y = p[floatsPerPoint * i + 1];
+        if (x < minX) minX = x;
+        if (x > maxX) maxX = x;
+        if (y < minY) minY = y;
+        if (y > maxY) maxY = y;
+    }
+    return {minX, minY, maxX - minX, maxY - minY};
+}
+
 }  // namespace velumen

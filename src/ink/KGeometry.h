@@ -2,6 +2,8 @@
 // the ink model relies on (a distinct null rectangle, unions that skip it, no implicit standardising).
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 
 namespace velumen {
@@ -49,5 +51,9 @@ struct Rect {
 
     friend bool operator==(const Rect&, const Rect&) = default;
 };
+
+// The extent of the centres of `count` points stored as x, y and `floatsPerPoint - 2` more floats each, in
+// single precision; the null rectangle for none.
+Rect boundingRectOfPoints(const float* points, std::uint64_t count, std::size_t floatsPerPoint);
 
 }  // namespace velumen

@@ -146,20 +146,7 @@ std::uint64_t KPointSet::removeNegativeMaxFloatPointsWithRemainingPoints(std::ui
     return removed;
 }
 
-Rect KPointSet::boundingRect() const {
-    if (length_ == 0) return Rect::null();
-    const float* p = data_.floats();
-    float minX = p[0], maxX = p[0], minY = p[1], maxY = p[1];
-    for (std::uint64_t i = 1; i < length_; ++i) {
-        const float x = p[KPointSet::kFloatsPerPoint * i];
-        const float y = p[KPointSet::kFloatsPerPoint * i + 1];
-        if (x < minX) minX = x;
-        if (x > maxX) maxX = x;
-        if (y < minY) minY = y;
-        if (y > maxY) maxY = y;
-    }
-    return {minX, minY, maxX - minX, maxY - minY};
-}
+Rect KPointSet::boundingRect() const { return boundingRectOfPoints(data_.floats(), length_, kFloatsPerPoint); }
 
 // ---- KPointSetArray ----
 

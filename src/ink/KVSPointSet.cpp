@@ -134,20 +134,7 @@ std::uint64_t KVSPointSet::removeNegativeMaxFloatPointsWithRemainingPoints(std::
     return removed;
 }
 
-Rect KVSPointSet::boundingRect() const {
-    if (length_ == 0) return Rect::null();
-    const float* p = data_.floats();
-    float minX = p[0], maxX = p[0], minY = p[1], maxY = p[1];
-    for (std::uint64_t i = 1; i < length_; ++i) {
-        const float x = p[3 * i];
-        const float y = p[3 * i + 1];
-        if (x < minX) minX = x;
-        if (x > maxX) maxX = x;
-        if (y < minY) minY = y;
-        if (y > maxY) maxY = y;
-    }
-    return {minX, minY, maxX - minX, maxY - minY};
-}
+Rect KVSPointSet::boundingRect() const { return boundingRectOfPoints(data_.floats(), length_, kFloatsPerPoint); }
 
 void KVSPointSet::computeBounds() const {
     constexpr float inf = std::numeric_limits<float>::infinity();

@@ -9,13 +9,7 @@ namespace velumen {
 FoliantTextBoxPtr FoliantTextBox::foliantTextBoxWithText(std::string_view text, const Rect& frame,
                                                          const KFont& font, double alpha,
                                                          std::int64_t borderStyle) {
-    auto box = std::make_shared<FoliantTextBox>();
-    box->text = text;
-    box->frame = frame;
-    box->font = font;
-    box->alpha = alpha;
-    box->borderStyle = borderStyle;
-    return box;
+    return textBoxWithText<FoliantTextBox>(text, frame, font, alpha, borderStyle);
 }
 
 void FoliantTextBox::copyFromTextBox(const FoliantTextBox& other) {

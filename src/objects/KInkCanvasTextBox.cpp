@@ -28,13 +28,7 @@ void appendInteger(std::string& out, std::int64_t value) {
 KInkCanvasTextBoxPtr KInkCanvasTextBox::inkCanvasTextBoxWithText(std::string_view text, const Rect& frame,
                                                                  const KFont& font, double alpha,
                                                                  std::int64_t borderStyle) {
-    auto box = std::make_shared<KInkCanvasTextBox>();
-    box->text = text;
-    box->frame = frame;
-    box->font = font;
-    box->alpha = alpha;
-    box->borderStyle = borderStyle;
-    return box;
+    return textBoxWithText<KInkCanvasTextBox>(text, frame, font, alpha, borderStyle);
 }
 
 std::string KInkCanvasTextBox::textboxHash() const {

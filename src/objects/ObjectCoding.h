@@ -63,6 +63,19 @@ void decodeTextBoxFields(const KeyedDecoder& coder, Box& box) {
     box.backgroundColor = decodeColorForKey(coder, "backgroundColor").value_or(Box::kDefaultBackgroundColor);
 }
 
+// A new box of any kind with the given text, frame, font, alpha and border; the rest at its defaults.
+template <class Box>
+std::shared_ptr<Box> textBoxWithText(std::string_view text, const Rect& frame, const KFont& font, double alpha,
+                                     std::int64_t borderStyle) {
+    auto box = std::make_shared<Box>();
+    box->text = text;
+    box->frame = frame;
+    box->font = font;
+    box->alpha = alpha;
+    box->borderStyle = borderStyle;
+    return box;
+}
+
 template <class Box>
 bool sameTextBoxFields(const Box& a, const Box& b) {
     return a.text == b.text && a.frame == b.frame && a.alpha == b.alpha && a.font.isEqual(b.font) &&
