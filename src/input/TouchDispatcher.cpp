@@ -160,7 +160,7 @@ void TouchDispatcher::touchesBegan(const std::vector<TouchRecord>& rawTouches, c
         // The page erases on a copy; the list as it was is the snapshot that a second finger puts back.
         snapshotPointSetsBeforeErasing = document->pointSets();
         if (snapshotPointSetsBeforeErasing) {
-            document->setPointSets(std::make_shared<KVSPointSetArray>(*snapshotPointSetsBeforeErasing));
+            document->setPointSets(KVSPointSetArray::initWithPointSetArray(*snapshotPointSetsBeforeErasing));
             if (hooks.pageInkReplaced) hooks.pageInkReplaced();
         }
         touchMode = TouchModeErase;
@@ -284,7 +284,11 @@ void TouchDispatcher::closeGesture() {
 void TouchDispatcher::cancelDrawing() {
     if (touchMode == TouchModeDraw && sampler_.currentLine) {
         sampler_.cancelCurrentLine();
-        if (hooks.setFrameUpdateNeeded) hooks.setFrameUpdateNeeded();
+        // Shown at once, so that nothing of the dropped stroke lingers until the next tick.
+        if (viewport_.redrawAllLines)
+            viewport_.redrawAllLines();
+        else if (hooks.setFrameUpdateNeeded)
+            hooks.setFrameUpdateNeeded();
     }
 }
 

@@ -32,6 +32,16 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     editor.hooks().forgetCurrentLine = [this] { sampler.cancelCurrentLine(); };
     editor.hooks().registerDocumentChange = [this] { showPageInk(); };
     dispatcher.hooks.pageInkReplaced = [this] { showPageInk(); };
+    eraser.setFrameUpdateNeeded = [this] { compositor.isFrameUpdateNeeded = true; };
+    dispatcher.hooks.eraseAtPoint = [this](Point p) {
+        eraser.isErasingSelectedColor = globals.isErasingSelectedColor;
+        eraser.currentLineColor = sampler.currentLineColor;
+        eraser.eraseAtPoint(p);
+    };
+    dispatcher.hooks.endErasing = [this](const KVSPointSetArrayPtr& snapshot) {
+        eraser.endErasing(snapshot);
+        showPageInk();
+    };
     dispatcher.hooks.setFrameUpdateNeeded = [this] { showPageInk(); };
     dispatcher.hooks.deleteInkSnapshotTexture = [this] { compositor.deleteInkSnapshotTexture(); };
     sampler.setFrameUpdateNeeded = [this] { compositor.isFrameUpdateNeeded = true; };

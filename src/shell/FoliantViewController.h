@@ -14,6 +14,7 @@
 #include "ink/Clock.h"
 #include "ink/StrokeSampler.h"
 #include "input/EditorViewport.h"
+#include "input/InkEraser.h"
 #include "input/StylusDetector.h"
 #include "input/TouchDispatcher.h"
 #include "input/TouchRouter.h"
@@ -57,6 +58,7 @@ class FoliantViewController : public QWidget {
     PageInkEditor editor;
     StrokeSampler sampler;
     EditorViewport viewport;
+    InkEraser eraser{viewport, editor};
     TouchDispatcher dispatcher;
     TouchRouter router;
     StylusDetector stylusDetector;

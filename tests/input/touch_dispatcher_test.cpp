@@ -1,92 +1,11 @@
 // The touch state machine, driven by touch records as the router makes them, on a real book page with
 // its undo stack and the real stroke sampler.
-#include <gtest/gtest.h>
-
-#include <QTemporaryDir>
 #include <limits>
-#include <map>
 
-#include "document/PageInkEditor.h"
-#include "input/TouchDispatcher.h"
-#include "shell/DefaultsStore.h"
-#include "shell/FoliantGlobals.h"
+#include "TouchRig.h"
 
 namespace velumen {
 namespace {
-
-struct Rig : ::testing::Test {
-    QTemporaryDir dir;
-    FoliantGlobals globals{openDefaultsStore(dir.filePath("d.plist")), 0.0};
-    FoliantData book;
-    PageInkEditor editor;
-    ManualClock clock{10.0};
-    StrokeSampler sampler{editor, clock};
-    EditorViewport viewport;
-    TouchDispatcher dispatcher{sampler, viewport, globals};
-    std::map<std::int64_t, TouchRecord> down;
-    int flashes = 0;
-
-    void SetUp() override {
-        book.pages().push_back(FoliantData::createNewPage());
-        book.setPageNum(0);
-        editor.setCurrentPage(book.currentPage());
-        viewport.document = &book;
-        viewport.layoutForFrameSize({768, 1024});
-        viewport.showHomeView();
-        dispatcher.document = &book;
-        dispatcher.hooks.flashStylusButton = [this] { ++flashes; };
-    }
-
-    std::size_t runs() const { return book.pointSets() ? book.pointSets()->count() : 0; }
-    std::size_t undoCount() { return editor.undoManager() ? editor.undoManager()->undoCount() : 0; }
-
-    TouchEvent event() const {
-        TouchEvent e;
-        for (const auto& [id, t] : down)
-            e.allTouches.push_back(t);
-        return e;
-    }
-    TouchRecord& put(std::int64_t id, Point p, TouchPhase phase) {
-        TouchRecord& t = down[id];
-        t.id = id;
-        t.previousLocation = phase == TouchPhase::Began ? p : t.location;
-        t.location = p;
-        t.phase = phase;
-        return t;
-    }
-    void begin(std::int64_t id, Point p, TouchType type = TouchType::Finger,
-               std::optional<double> radius = {}) {
-        TouchRecord& t = put(id, p, TouchPhase::Began);
-        t.type = type;
-        t.majorRadius = radius;
-        t.force = type == TouchType::Stylus ? 0.5 : 0;
-        dispatcher.touchesBegan({t}, event());
-    }
-    void move(std::int64_t id, Point p, std::optional<double> radius = {}) {
-        clock.advance(0.02);
-        TouchRecord& t = put(id, p, TouchPhase::Moved);
-        if (radius) t.majorRadius = radius;
-        dispatcher.touchesMoved({t}, event());
-    }
-    void end(std::int64_t id, bool cancelled = false) {
-        clock.advance(0.02);
-        TouchRecord t = down.at(id);
-        t.phase = cancelled ? TouchPhase::Cancelled : TouchPhase::Ended;
-        down[id] = t;
-        const TouchEvent e = event();
-        down.erase(id);
-        if (cancelled)
-            dispatcher.touchesCancelled({t}, e);
-        else
-            dispatcher.touchesEnded({t}, e);
-    }
-    // A one-finger stroke with n movement samples.
-    void strokeWithSamples(std::int64_t id, int n) {
-        begin(id, {100, 100});
-        for (int i = 1; i <= n; ++i)
-            move(id, {100.0 + 10 * i, 100.0 + 3 * i});
-    }
-};
 
 TEST_F(Rig, OneFingerDrawsAndATapStillMakesADot) {
     strokeWithSamples(1, 6);
