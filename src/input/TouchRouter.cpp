@@ -81,33 +81,57 @@ void TouchRouter::dispatch(const std::vector<TouchRecord>& changed) {
                 break;
         }
     }
+    // Touches claimed by an edge swipe are hidden from the page.
     auto event = [this] {
         TouchEvent e;
-        for (const auto& [id, t] : down_)
-            e.allTouches.push_back(t);
+        for (const auto& [id, t] : down_) {
+            if (!(edgeSwipes && edgeSwipes->isClaimed(id))) e.allTouches.push_back(t);
+        }
         return e;
+    };
+    auto unclaimed = [this](const std::vector<TouchRecord>& list) {
+        std::vector<TouchRecord> kept;
+        for (const TouchRecord& t : list) {
+            if (!(edgeSwipes && edgeSwipes->isClaimed(t.id))) kept.push_back(t);
+        }
+        return kept;
     };
     if (!began.empty()) {
         for (const TouchRecord& t : began)
             down_[t.id] = t;
         dispatcher_.touchesBegan(began, event());
+        if (edgeSwipes && began.size() == 1) {
+            const TouchEvent before = event();
+            if (edgeSwipes->touchBegan(began.front(), down_.size())) {
+                TouchRecord claimed = began.front();
+                claimed.phase = TouchPhase::Cancelled;
+                dispatcher_.touchesCancelled({claimed}, before);
+            }
+        }
     }
     if (!moved.empty()) {
-        for (const TouchRecord& t : moved)
+        for (const TouchRecord& t : moved) {
             down_[t.id] = t;
-        dispatcher_.touchesMoved(moved, event());
+            if (edgeSwipes) edgeSwipes->touchMoved(t);
+        }
+        const std::vector<TouchRecord> forPage = unclaimed(moved);
+        if (!forPage.empty()) dispatcher_.touchesMoved(forPage, event());
     }
     for (auto* list : {&ended, &cancelled}) {
         if (list->empty()) continue;
         for (const TouchRecord& t : *list)
             down_[t.id] = t;
         const TouchEvent e = event();
-        for (const TouchRecord& t : *list)
+        const std::vector<TouchRecord> forPage = unclaimed(*list);
+        for (const TouchRecord& t : *list) {
             down_.erase(t.id);
+            if (edgeSwipes) edgeSwipes->touchEnded(t.id);
+        }
+        if (forPage.empty()) continue;
         if (list == &ended)
-            dispatcher_.touchesEnded(*list, e);
+            dispatcher_.touchesEnded(forPage, e);
         else
-            dispatcher_.touchesCancelled(*list, e);
+            dispatcher_.touchesCancelled(forPage, e);
     }
 }
 

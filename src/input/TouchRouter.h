@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 
+#include "input/ScreenEdgeSwipes.h"
 #include "input/TouchDispatcher.h"
 
 class QTouchEvent;
@@ -32,6 +33,8 @@ class TouchRouter : public QObject {
 
     // Called after each routed event (the undo group closes, the view repaints).
     std::function<void()> didRouteEvent;
+    // Swipes in from the screen's edges, which see every touch around the page's own handling; may be null.
+    ScreenEdgeSwipes* edgeSwipes = nullptr;
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 
