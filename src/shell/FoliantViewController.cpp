@@ -1,9 +1,18 @@
 #include "shell/FoliantViewController.h"
 
+#include <QCheckBox>
+#include <QDialog>
+#include <QDialogButtonBox>
 #include <QEvent>
+#include <QGraphicsOpacityEffect>
+#include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLabel>
+#include <QMenu>
+#include <QPropertyAnimation>
 #include <QShortcut>
+#include <QTimer>
+#include <QToolButton>
 #include <QVBoxLayout>
 #include <cmath>
 
@@ -24,8 +33,11 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     setWindowTitle("Velumen");
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    buildToolbar();
+    layout->addWidget(toolbar_);
     eaglFrame_ = new QWidget(this);
-    layout->addWidget(eaglFrame_);
+    layout->addWidget(eaglFrame_, 1);
 
     sampler.usePenSettings(0, globals.penTables);
     editor.hooks().eraseView = [this] { compositor.isFrameUpdateNeeded = true; };
@@ -48,7 +60,27 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     viewport.redrawAllLines = [this] { redrawAllLines(); };
     router.didRouteEvent = [this] { editor.endUndoGrouping(); };
     dispatcher.isPencilConnected = stylusDetector.isPencilConnected();
-    stylusDetector.didChangeState = [this](StylusDetector& d) { dispatcher.isPencilConnected = d.isPencilConnected(); };
+    stylusDetector.didChangeState = [this](StylusDetector& d) {
+        dispatcher.isPencilConnected = d.isPencilConnected();
+        updateStylusView();
+    };
+    dispatcher.hooks.flashStylusButton = [this] {
+        if (!_stylusButton->isVisible()) return;
+        _stylusButton->setStyleSheet("QToolButton { color: rgba(128, 191, 255, 255); }");
+        QTimer::singleShot(300, _stylusButton, [this] { updateStylusView(); });
+    };
+    editor.hooks().updateUndoToolbarButtons = [this] { updateUndoToolbarButtons(); };
+
+    // Swipes in from the edges turn pages on a phone; the stroke they interrupt is dropped.
+    edgeSwipes.touchMode = [this] { return dispatcher.touchMode; };
+    edgeSwipes.disableScreenPanning = [this] { return globals.disableScreenPanning(); };
+    edgeSwipes.edgePanned = [this](ScreenEdgeSwipes::Edge edge) {
+        dispatcher.cancelDrawing();
+        dispatcher.touchMode = TouchModeNone;
+        const auto& turn = edge == ScreenEdgeSwipes::Edge::Right ? nextPageButtonTapped : previousPageButtonTapped;
+        if (turn) turn();
+    };
+    router.edgeSwipes = &edgeSwipes;
 
     if (surface.viewDidLoad()) {
         canvas_ = surface.createWidget(eaglFrame_);
@@ -79,13 +111,50 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
         });
     }
     auto* undo = new QShortcut(QKeySequence::Undo, this);
-    connect(undo, &QShortcut::activated, this, [this] {
-        if (dispatcher.touchMode == TouchModeNone && editor.undoManager()) editor.undoManager()->undo();
-    });
+    connect(undo, &QShortcut::activated, this, [this] { undoButtonTapped(); });
     auto* redo = new QShortcut(QKeySequence::Redo, this);
-    connect(redo, &QShortcut::activated, this, [this] {
-        if (dispatcher.touchMode == TouchModeNone && editor.undoManager()) editor.undoManager()->redo();
+    connect(redo, &QShortcut::activated, this, [this] { redoButtonTapped(); });
+    auto* settings = new QShortcut(QKeySequence::Preferences, this);
+    connect(settings, &QShortcut::activated, this, [this] { showInputSettings(); });
+    auto* settingsAlt = new QShortcut(QKeySequence("Ctrl+,"), this);
+    connect(settingsAlt, &QShortcut::activated, this, [this] { showInputSettings(); });
+    updateStylusView();
+    updateUndoToolbarButtons();
+}
+
+void FoliantViewController::buildToolbar() {
+    toolbar_ = new QWidget(this);
+    toolbar_->setObjectName("toolbar");
+    auto* bar = new QHBoxLayout(toolbar_);
+    bar->setContentsMargins(6, 2, 6, 2);
+    auto button = [this](const QString& text, const QString& tip) {
+        auto* b = new QToolButton(toolbar_);
+        b->setText(text);
+        b->setToolTip(tip);
+        b->setAutoRaise(true);
+        b->setFocusPolicy(Qt::NoFocus);
+        return b;
+    };
+    bar->addStretch(1);
+    undoButton_ = button("\u21B6", "Undo (hold for the menu)");
+    redoButton_ = button("\u21B7", "Redo");
+    _stylusButton = button("\u270E", "Draw with the stylus only");
+    for (QToolButton* b : {undoButton_, redoButton_, _stylusButton})
+        bar->addWidget(b);
+    // Undo: a tap undoes, a press held for 0.3 s opens the menu instead.
+    undoMenuTimer_ = new QTimer(this);
+    undoMenuTimer_->setSingleShot(true);
+    undoMenuTimer_->setInterval(300);
+    connect(undoMenuTimer_, &QTimer::timeout, this, [this] { showUndoRedoMenu(); });
+    connect(undoButton_, &QToolButton::pressed, this, [this] { undoButtonTouchDown(); });
+    connect(undoButton_, &QToolButton::released, this, [this] {
+        if (undoButton_->underMouse())
+            undoButtonTapped();
+        else
+            undoButtonTouchCancel();
     });
+    connect(redoButton_, &QToolButton::clicked, this, [this] { redoButtonTapped(); });
+    connect(_stylusButton, &QToolButton::clicked, this, [this] { stylusTapped(); });
 }
 
 FoliantViewController::~FoliantViewController() {
@@ -111,6 +180,7 @@ void FoliantViewController::openBook(FoliantDataPtr book) {
     viewport.document = book_.get();
     dispatcher.document = book_.get();
     dispatcher.isPencilConnected = stylusDetector.updateState();
+    updateStylusView();
     needsDocumentLayout_ = true;
     if (eaglFrame_->width() > 0 && eaglFrame_->height() > 0)
         layoutForSize({double(eaglFrame_->width()), double(eaglFrame_->height())});
@@ -151,6 +221,7 @@ void FoliantViewController::layoutForSize(Size size) {
     }
     viewport.profile = forcedProfile_.value_or(deviceProfileForViewSize(size));
     viewport.layoutForFrameSize(size);
+    applyProfile();
     if (needsDocumentLayout_ && book_) {
         viewport.handleDocumentChanged();
         needsDocumentLayout_ = false;
@@ -167,6 +238,143 @@ QImage FoliantViewController::screenImage() {
     if (!canvas_) return {};
     redrawAllLines();
     return compositor.getThumbnailImage();
+}
+
+void FoliantViewController::applyProfile() {
+    const bool tablet = viewport.profile == DeviceProfile::Tablet;
+    edgeSwipes.enabled = !tablet;
+    edgeSwipes.viewWidth = viewport.eaglFrameSize.width;
+    if (tablet && !_wristGuard) {
+        // Made once, over the surface; it starts hidden.
+        _wristGuard = new WristGuardView(eaglFrame_);
+        _wristGuard->setShown(!globals.defaults().boolForKey(FoliantGlobals::kShouldHideWristGuard));
+    }
+    if (_wristGuard) {
+        _wristGuard->setShown(tablet && !globals.defaults().boolForKey(FoliantGlobals::kShouldHideWristGuard));
+        _wristGuard->layoutWristguardForViewSize(viewport.eaglFrameSize);
+    }
+}
+
+void FoliantViewController::stylusTapped() {
+    globals._onlyDrawWithStylus = !globals._onlyDrawWithStylus;
+    updateStylusView();
+    if (globals._onlyDrawWithStylus) flashMessage("Draw with Pencil only", 0.5);
+}
+
+void FoliantViewController::updateStylusView() {
+    _stylusButton->setVisible(dispatcher.isPencilConnected);
+    _stylusButton->setStyleSheet(globals.onlyDrawWithStylus() ? "QToolButton { color: rgba(0, 128, 255, 255); }"
+                                                              : "QToolButton { color: rgba(122, 122, 122, 255); }");
+}
+
+void FoliantViewController::flashMessage(const QString& text, double delay) {
+    delete flashLabel_;
+    auto* label = new QLabel(text, this);
+    flashLabel_ = label;
+    label->setAlignment(Qt::AlignCenter);
+    label->setStyleSheet(
+        "QLabel { background: rgba(0, 0, 0, 170); color: white; padding: 12px 20px; border-radius: 10px; }");
+    QFont font = label->font();
+    font.setPointSizeF(font.pointSizeF() * 1.4);
+    label->setFont(font);
+    label->adjustSize();
+    label->move((width() - label->width()) / 2, (height() - label->height()) / 2);
+    label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    label->show();
+    label->raise();
+    auto* effect = new QGraphicsOpacityEffect(label);
+    label->setGraphicsEffect(effect);
+    auto* fade = new QPropertyAnimation(effect, "opacity", label);
+    fade->setStartValue(1.0);
+    fade->setEndValue(0.0);
+    fade->setDuration(400);
+    connect(fade, &QPropertyAnimation::finished, this, [this, label] {
+        if (flashLabel_ == label) flashLabel_ = nullptr;
+        label->deleteLater();
+    });
+    QTimer::singleShot(int(std::lround(delay * 1000)), fade, [fade] { fade->start(); });
+}
+
+void FoliantViewController::updateUndoToolbarButtons() {
+    UndoManager* manager = editor.undoManager();
+    undoButton_->setEnabled(manager && manager->canUndo());
+    redoButton_->setEnabled(manager && manager->canRedo());
+}
+
+void FoliantViewController::undoButtonTouchDown() {
+    undoMenuTimer_->start();
+}
+
+void FoliantViewController::undoButtonTouchCancel() {
+    undoMenuTimer_->stop();
+}
+
+void FoliantViewController::undoButtonTapped() {
+    undoMenuTimer_->stop();
+    if (_undoActionSheet && _undoActionSheet->isVisible()) return;
+    if (dispatcher.touchMode != TouchModeNone) return;
+    UndoManager* manager = editor.undoManager();
+    if (manager && manager->canUndo()) manager->undo();
+}
+
+void FoliantViewController::redoButtonTapped() {
+    if (dispatcher.touchMode != TouchModeNone) return;
+    UndoManager* manager = editor.undoManager();
+    if (manager && manager->canRedo()) manager->redo();
+}
+
+void FoliantViewController::showUndoRedoMenu() {
+    UndoManager* manager = editor.undoManager();
+    if (!manager || (!manager->canUndo() && !manager->canRedo())) return;
+    delete _undoActionSheet;
+    _undoActionSheet = new QMenu(this);
+    if (manager->canUndo()) _undoActionSheet->addAction("Undo", this, [this] { undoButtonTapped(); });
+    if (manager->canRedo()) _undoActionSheet->addAction("Redo", this, [this] { redoButtonTapped(); });
+    _undoActionSheet->addSeparator();
+    _undoActionSheet->addAction("Cancel");
+    _undoActionSheet->popup(undoButton_->mapToGlobal(QPoint(0, undoButton_->height())));
+}
+
+void FoliantViewController::showInputSettings() {
+    QDialog dialog(this);
+    dialog.setWindowTitle("Touch and stylus");
+    auto* layout = new QVBoxLayout(&dialog);
+    auto option = [&](const QString& text, bool on, const QString& help) {
+        auto* box = new QCheckBox(text, &dialog);
+        box->setChecked(on);
+        layout->addWidget(box);
+        auto* note = new QLabel(help, &dialog);
+        note->setWordWrap(true);
+        note->setContentsMargins(24, 0, 0, 8);
+        QPalette palette = note->palette();
+        palette.setColor(QPalette::WindowText, palette.color(QPalette::PlaceholderText));
+        note->setPalette(palette);
+        layout->addWidget(note);
+        return box;
+    };
+    auto* palm = option("Palm rejection", !globals.disablePalmRejection(),
+                        "Touches wider than 70 points are taken for a resting hand and ignored. Many touch "
+                        "screens do not report how wide a touch is; there every touch counts, and drawing "
+                        "with the stylus only, or the wrist guard, keeps a resting hand off the page.");
+    auto* stylus = option("Draw with the stylus only", globals.onlyDrawWithStylus(),
+                          "While a stylus is connected, a finger does not draw; two fingers still pan and zoom.");
+    auto* guard = option("Wrist guard", !globals.defaults().boolForKey(FoliantGlobals::kShouldHideWristGuard),
+                         "On a tablet, a panel pulled up from the bottom of the screen where touches go nowhere.");
+    auto* swipes = option("Turn pages by swiping in from the edges", !globals.disableScreenPanning(),
+                          "On a phone, a quick swipe in from the left or right edge turns the page.");
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
+    layout->addWidget(buttons);
+    connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+    if (dialog.exec() != QDialog::Accepted) return;
+    globals._disablePalmRejection = !palm->isChecked();
+    globals._onlyDrawWithStylus = stylus->isChecked();
+    globals._disableScreenPanning = !swipes->isChecked();
+    globals.defaults().setObject(FoliantGlobals::kShouldHideWristGuard, !guard->isChecked());
+    globals.defaults().synchronize();
+    globals.saveSettings();
+    applyProfile();
+    updateStylusView();
 }
 
 void FoliantViewController::startDisplayLink() {

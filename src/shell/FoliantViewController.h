@@ -15,6 +15,7 @@
 #include "ink/StrokeSampler.h"
 #include "input/EditorViewport.h"
 #include "input/InkEraser.h"
+#include "input/ScreenEdgeSwipes.h"
 #include "input/StylusDetector.h"
 #include "input/TouchDispatcher.h"
 #include "input/TouchRouter.h"
@@ -22,6 +23,11 @@
 #include "render/EAGLViewController.h"
 #include "render/PageCompositor.h"
 #include "shell/FoliantGlobals.h"
+#include "shell/WristGuardView.h"
+
+class QMenu;
+class QTimer;
+class QToolButton;
 
 namespace velumen {
 
@@ -49,6 +55,34 @@ class FoliantViewController : public QWidget {
     // The widget that receives the touches (the GL surface, or the frame without GL).
     QWidget* touchTarget() const;
 
+    // ---- Stylus ----
+    // Flips drawing with the stylus only.
+    void stylusTapped();
+    // Shows the stylus button only while a stylus is connected, tinted blue while it alone draws.
+    void updateStylusView();
+    // A short message in the middle of the editor that fades after `delay` seconds.
+    void flashMessage(const QString& text, double delay);
+
+    // ---- Undo ----
+    void updateUndoToolbarButtons();
+    void undoButtonTouchDown();
+    void undoButtonTouchCancel();
+    void undoButtonTapped();
+    void redoButtonTapped();
+    // The menu of a long press on undo: "Undo" and "Redo" where possible, and "Cancel".
+    void showUndoRedoMenu();
+
+    // The settings of touch input (palm rejection, the stylus, the wrist guard, edge swipes).
+    void showInputSettings();
+
+    // Views, for the tests and the tools; null where the profile has none.
+    QToolButton* stylusButton() const { return _stylusButton; }
+    QToolButton* undoButton() const { return undoButton_; }
+    QToolButton* redoButton() const { return redoButton_; }
+    WristGuardView* wristGuard() const { return _wristGuard; }
+    QMenu* undoActionSheet() const { return _undoActionSheet; }
+    QWidget* flashLabel() const { return flashLabel_; }
+
     void startDisplayLink();
     void stopDisplayLink() { displayLink_.invalidate(); }
 
@@ -62,11 +96,17 @@ class FoliantViewController : public QWidget {
     TouchDispatcher dispatcher;
     TouchRouter router;
     StylusDetector stylusDetector;
+    ScreenEdgeSwipes edgeSwipes;
+    // Turns pages (set by the page navigation); the swipes call them.
+    std::function<void()> nextPageButtonTapped;
+    std::function<void()> previousPageButtonTapped;
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
+    void buildToolbar();
+    void applyProfile();
     void showPageInk();
     void syncCompositor();
 
@@ -75,6 +115,14 @@ class FoliantViewController : public QWidget {
     QWidget* eaglFrame_ = nullptr;
     QWidget* canvas_ = nullptr;
     bool needsDocumentLayout_ = true;
+    QWidget* toolbar_ = nullptr;
+    QToolButton* _stylusButton = nullptr;
+    QToolButton* undoButton_ = nullptr;
+    QToolButton* redoButton_ = nullptr;
+    QTimer* undoMenuTimer_ = nullptr;
+    QMenu* _undoActionSheet = nullptr;
+    QWidget* flashLabel_ = nullptr;
+    WristGuardView* _wristGuard = nullptr;
     DisplayLink displayLink_;
 };
 

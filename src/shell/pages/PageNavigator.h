@@ -14,6 +14,7 @@
 
 #include "document/FoliantData.h"
 #include "document/PageInkEditor.h"
+#include "ink/Clock.h"
 #include "input/EditorViewport.h"
 #include "shell/pages/PagePickerModel.h"
 
@@ -66,6 +67,8 @@ struct PageNavigatorHooks {
     std::function<Size()> viewSize;
     // Seconds since 1 January 2001 UTC, to stamp a new page; without it the system clock.
     std::function<double()> now;
+    // The book's name without its extension: the picker's header.
+    std::function<std::string()> bookName;
 };
 
 class PageNavigator : public PagePickerDelegate {
@@ -117,8 +120,14 @@ class PageNavigator : public PagePickerDelegate {
     void didAddPageAtIndex(std::int64_t index) override;
     QImage thumbnailImageForPage(std::int64_t index) override;
 
-    // Dismisses a picker that is up (the picker's widget sets it); called before a picked page is turned to.
-    std::function<void()> dismissPagePicker;
+    // The title button: on a tablet a second tap closes the picker, else it opens under the button; on a
+    // phone it covers the editor. Honoured only while no gesture runs.
+    void titleButtonTapped(QWidget* button);
+    void showPagePickerPopoverFromButton(QWidget* button);
+    void showPagePickerAsModalDialog();
+    // The picker's widget, made on first use; null before.
+    PagePicker* pagePickerWidget() const { return pickerWidget_; }
+    void dismissPagePicker();
     bool isPhone() const { return viewport_.profile == DeviceProfile::Phone; }
 
   private:
@@ -127,8 +136,9 @@ class PageNavigator : public PagePickerDelegate {
     void showFitView();
     // Pan and zoom from the book, kept in bounds, and the page's views rebuilt.
     void takeViewFromBook();
-    void runTurnAnimation(QPointer<PageTurnOverlay> overlay, double offset);
-    void finishTurnAnimation();
+    void runTurnAnimation(QPointer<PageTurnOverlay> overlay);
+    // Makes the picker if missing and gives it the book's name, pages, current page and lock.
+    void preparePagePicker();
     static void call(const std::function<void()>& hook) {
         if (hook) hook();
     }
@@ -139,6 +149,8 @@ class PageNavigator : public PagePickerDelegate {
     PageNavigatorHooks hooks_;
     QPointer<QWidget> canvasFrame_;
     PagePickerModel* picker_ = nullptr;
+    SteadyClock pickerClock_;
+    QPointer<PagePicker> pickerWidget_;
     std::int64_t pendingPageTurnOperations_ = 0;
     // Owns the delayed starts and the overlays; its destruction cancels them.
     std::unique_ptr<QObject> animationOwner_;
