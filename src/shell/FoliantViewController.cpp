@@ -147,12 +147,9 @@ void FoliantViewController::buildToolbar() {
     undoMenuTimer_->setInterval(300);
     connect(undoMenuTimer_, &QTimer::timeout, this, [this] { showUndoRedoMenu(); });
     connect(undoButton_, &QToolButton::pressed, this, [this] { undoButtonTouchDown(); });
-    connect(undoButton_, &QToolButton::released, this, [this] {
-        if (undoButton_->underMouse())
-            undoButtonTapped();
-        else
-            undoButtonTouchCancel();
-    });
+    // A release outside the button cancels; inside, the click follows the release.
+    connect(undoButton_, &QToolButton::released, this, [this] { undoButtonTouchCancel(); });
+    connect(undoButton_, &QToolButton::clicked, this, [this] { undoButtonTapped(); });
     connect(redoButton_, &QToolButton::clicked, this, [this] { redoButtonTapped(); });
     connect(_stylusButton, &QToolButton::clicked, this, [this] { stylusTapped(); });
 }

@@ -7,7 +7,10 @@
 #include <QMouseEvent>
 #include <QPointingDevice>
 #include <QTabletEvent>
+#include <QMenu>
 #include <QTemporaryDir>
+#include <QTest>
+#include <QToolButton>
 #include <cstdlib>
 #include <cstring>
 
@@ -179,6 +182,62 @@ TEST(EditorEndToEnd, MouseStrokeDrawsAndSynthesisedMouseEventsDoNot) {
     const int thickness = columnInk(screen, int(250 * scale), int(250 * scale));
     EXPECT_GE(thickness, std::max(1.0, diameter * 0.5));
     EXPECT_LE(thickness, diameter * 1.42 * 1.3 + 2);
+}
+
+TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneBack) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    ASSERT_EQ(e.vc.viewport.profile, DeviceProfile::Tablet);
+    ASSERT_NE(e.vc.wristGuard(), nullptr);
+    QWidget* surface = e.vc.touchTarget();
+    const QPoint low = surface->mapToGlobal(QPoint(300, surface->height() - 60));
+    const QPoint high = surface->mapToGlobal(QPoint(300, 200));
+    EXPECT_EQ(QApplication::widgetAt(low), surface);  // the guard starts hidden
+
+    // Tapping the tab raises the guard over the bottom of the page.
+    QTest::mouseClick(e.vc.wristGuard()->tabButton(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 20));
+    QTest::qWait(450);
+    EXPECT_EQ(e.vc.wristGuard()->shownHeight(), 200.0);
+    QWidget* onGuard = QApplication::widgetAt(low);
+    ASSERT_EQ(onGuard, e.vc.wristGuard()->guardView());
+    EXPECT_EQ(QApplication::widgetAt(high), surface);
+
+    // A stroke where the guard lies goes nowhere; one above it draws.
+    auto stroke = [&](QWidget* target, QPoint from) {
+        QTest::mousePress(target, Qt::LeftButton, Qt::NoModifier, target->mapFromGlobal(from));
+        for (int i = 1; i <= 20; ++i)
+            QTest::mouseMove(target, target->mapFromGlobal(from + QPoint(8 * i, 0)));
+        QTest::mouseRelease(target, Qt::LeftButton, Qt::NoModifier, target->mapFromGlobal(from + QPoint(160, 0)));
+    };
+    stroke(onGuard, low);
+    EXPECT_TRUE(e.ink().pointSets().empty());
+    stroke(surface, high);
+    ASSERT_EQ(e.ink().pointSets().size(), 1u);
+
+    // The undo button undoes it, redo brings it back; a long press shows the menu instead.
+    stroke(surface, high + QPoint(0, 60));
+    QApplication::processEvents();
+    EXPECT_TRUE(e.vc.undoButton()->isEnabled());
+    EXPECT_FALSE(e.vc.redoButton()->isEnabled());
+    QTest::mouseClick(e.vc.undoButton(), Qt::LeftButton);
+    EXPECT_EQ(e.ink().pointSets().size(), 1u);
+    EXPECT_TRUE(e.vc.redoButton()->isEnabled());
+    QTest::mousePress(e.vc.undoButton(), Qt::LeftButton, Qt::NoModifier, QPoint(), 1000);
+    QTest::qWait(400);
+    ASSERT_NE(e.vc.undoActionSheet(), nullptr);
+    QStringList entries;
+    for (QAction* a : e.vc.undoActionSheet()->actions())
+        if (!a->isSeparator()) entries << a->text();
+    EXPECT_EQ(entries, QStringList({"Undo", "Redo", "Cancel"}));
+    QTest::mouseRelease(e.vc.undoButton(), Qt::LeftButton);
+    EXPECT_EQ(e.ink().pointSets().size(), 1u);  // the release of a long press undoes nothing
+    e.vc.undoActionSheet()->close();
+    QTest::mouseClick(e.vc.redoButton(), Qt::LeftButton);
+    EXPECT_EQ(e.ink().pointSets().size(), 2u);
+    QTest::mouseClick(e.vc.undoButton(), Qt::LeftButton, Qt::NoModifier, QPoint(), 1000);
+    QTest::mouseClick(e.vc.undoButton(), Qt::LeftButton, Qt::NoModifier, QPoint(), 1000);
+    EXPECT_TRUE(e.ink().pointSets().empty());
+    EXPECT_FALSE(e.vc.undoButton()->isEnabled());
 }
 
 }  // namespace
