@@ -173,7 +173,7 @@ void FoliantViewController::openBook(FoliantDataPtr book) {
         book_->setPageNum(0);
     }
     if (book_ && !book_->pointSets()) book_->setPointSets(std::make_shared<KVSPointSetArray>());
-    if (book_) editor.setCurrentPage(book_->currentPage());
+    editor.setCurrentPage(book_ ? book_->currentPage() : nullptr);
     viewport.document = book_.get();
     dispatcher.document = book_.get();
     dispatcher.isPencilConnected = stylusDetector.updateState();

@@ -11,6 +11,8 @@
 
 #include "document/FoliantData.h"
 #include "document/PageInkEditor.h"
+#include "document/qt/FoliantDocument.h"
+#include "objects/qt/QtImageCodec.h"
 #include "ink/Clock.h"
 #include "ink/StrokeSampler.h"
 #include "input/EditorViewport.h"
@@ -31,7 +33,7 @@ class QToolButton;
 
 namespace velumen {
 
-class FoliantViewController : public QWidget {
+class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
   public:
     // `forcedProfile` overrides the device profile that the window's size implies.
     FoliantViewController(FoliantGlobals& globals, const Clock& clock,
@@ -54,6 +56,56 @@ class FoliantViewController : public QWidget {
     bool hasSurface() const { return canvas_ != nullptr; }
     // The widget that receives the touches (the GL surface, or the frame without GL).
     QWidget* touchTarget() const;
+
+    // ---- The open book's file ----
+    using Completion = std::function<void(bool success)>;
+    // Opens the book file in the editor; the completion says whether it opened. A failed open leaves the
+    // file untouched and the editor without a book.
+    void loadDocumentFromFile(const QString& path, Completion completion);
+    void documentWasLoaded();
+    // After any replacement of the contents: stacks, pan and zoom, and the page shown.
+    void handleDocumentChanged();
+    void documentStateChanged(FoliantDocument::DocumentState state);
+    // The only way an edit marks the book changed; nothing on a locked book.
+    void registerDocumentChange();
+    // The retry of a refused autosave, once a second until it goes through.
+    void tryToAutoSave();
+    void autoSaveDocumentWithCompletion(Completion completion);
+    void updateThumbnailAndSaveDocumentWithCompletion(Completion completion);
+    bool documentWillAutoSave(FoliantDocument& document) override;
+    void documentContentsDidUpdate(FoliantDocument& document) override;
+    // Saves what is unsaved (at the fit view, with a new thumbnail) and lets the book go. Nothing happens,
+    // and the completion is not called, when no book is open.
+    void closeDocumentWithCompletion(Completion completion);
+    // Closes the book and goes back to where books are chosen (returnToGallery).
+    void closeDocumentAndReturnToGallery();
+    void lockDocument();
+    void unlockDocument();
+    // The window hidden or minimised, or the application quitting; and back.
+    void applicationWillResignActive();
+    void applicationDidBecomeActive();
+    // A book handed over from outside: the open one is saved and closed first.
+    void handleApplicationOpenUrl(const QString& path, bool openInPlace);
+
+    FoliantDocument* document() const { return document_.get(); }
+    // Where books are chosen, once a book has closed; and the open of a handed-over book.
+    std::function<void()> returnToGallery;
+    std::function<void(const QString& path)> openHandedOverFile;
+    // The page shown changed with the contents (the page title and icons follow); the lock changed.
+    std::function<void()> documentChanged;
+    std::function<void(bool locked)> documentLockChanged;
+    // The book's thumbnail for the place where books are chosen.
+    std::function<void(const QString& path, const KImagePtr& thumbnail)> setThumbnailForFile;
+
+    QString fileName;
+    bool isEditorActive = false;
+    bool isApplicationSuspended = false;
+    bool isGeneratingPDF = false;
+    bool didAbortAutoSave = false;
+    bool needToUpdateDocumentThumbnail = false;
+    double lastChangeDate = 0;
+    // Going to the background also stores the settings (not in a demo, whose pens are not the user's).
+    bool savesSettingsInBackground = true;
 
     // ---- Stylus ----
     // Flips drawing with the stylus only.
@@ -105,6 +157,9 @@ class FoliantViewController : public QWidget {
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
+    bool isFrameLocked() const { return compositor.isFrameLocked; }
+    // The page now as a picture for the book's preview; null without GL.
+    KImagePtr thumbnailForBook();
     void buildToolbar();
     void applyProfile();
     void showPageInk();
@@ -112,6 +167,9 @@ class FoliantViewController : public QWidget {
 
     std::optional<DeviceProfile> forcedProfile_;
     FoliantDataPtr book_;
+    QtImageCodec codec_;
+    std::unique_ptr<FoliantDocument> document_;
+    QMetaObject::Connection documentStateConnection_;
     QWidget* eaglFrame_ = nullptr;
     QWidget* canvas_ = nullptr;
     bool needsDocumentLayout_ = true;

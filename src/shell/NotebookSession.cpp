@@ -1,0 +1,92 @@
+#include "shell/NotebookSession.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <cstdio>
+#include <memory>
+
+#include "shell/BookFile.h"
+#include "shell/FoliantViewController.h"
+
+namespace velumen {
+
+NotebookSession::NotebookSession(FoliantViewController& editor, QString booksFolder, QObject* parent)
+    : QObject(parent), editor_(editor), booksFolder_(std::move(booksFolder)) {
+    showMessage = [](const QString& text) { std::fprintf(stderr, "%s\n", qPrintable(text)); };
+    editor_.returnToGallery = [this] { start(); };
+    editor_.openHandedOverFile = [this](const QString& path) { open(path); };
+}
+
+QString NotebookSession::defaultBookPath() const {
+    return QDir(booksFolder_).filePath("Notebook.velumen");
+}
+
+QString NotebookSession::freshBookPath() const {
+    for (int n = 2;; ++n) {
+        const QString path = QDir(booksFolder_).filePath(QString("Notebook %1.velumen").arg(n));
+        if (!QFileInfo::exists(path)) return path;
+    }
+}
+
+void NotebookSession::start(const QString& path) {
+    if (!path.isEmpty()) {
+        open(path);
+        return;
+    }
+    QString book = defaultBookPath();
+    if (!QFileInfo::exists(book)) {
+        QDir().mkpath(booksFolder_);
+        std::string error;
+        if (!writeBook(*newOnePageBook(), book, codec_, error)) {
+            showMessage(QString::fromStdString(error));
+            return;
+        }
+    }
+    open(book);
+}
+
+void NotebookSession::openHandedOver(const QString& path) {
+    editor_.handleApplicationOpenUrl(path, false);
+}
+
+void NotebookSession::open(const QString& path) {
+    editor_.loadDocumentFromFile(path, [this, path](bool success) {
+        if (success) {
+            if (didOpen) didOpen(path);
+            return;
+        }
+        showMessage(QString("\u201C%1\u201D could not be opened: it is not a book this notebook can read. "
+                            "The file was left as it is.")
+                        .arg(QFileInfo(path).fileName()));
+        // Back to a book that opens: the notebook of the books folder, or a new one beside it when that
+        // notebook itself is what failed.
+        if (QFileInfo(path) != QFileInfo(defaultBookPath())) {
+            start();
+            return;
+        }
+        const QString fresh = freshBookPath();
+        std::string error;
+        if (writeBook(*newOnePageBook(), fresh, codec_, error))
+            open(fresh);
+        else
+            showMessage(QString::fromStdString(error));
+    });
+}
+
+bool NotebookSession::quit() {
+    editor_.applicationWillResignActive();
+    if (!editor_.document()) return true;
+    auto closed = std::make_shared<std::optional<bool>>();
+    editor_.closeDocumentWithCompletion([closed](bool success) { *closed = success; });
+    FoliantDocument::waitForAllWrites();
+    // The answer comes through the event loop once the write has ended.
+    QElapsedTimer clock;
+    clock.start();
+    while (!closed->has_value() && clock.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    return closed->value_or(false);
+}
+
+}  // namespace velumen
