@@ -4,6 +4,8 @@
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QEvent>
+#include <QFileInfo>
+#include <QIcon>
 #include <QGraphicsOpacityEffect>
 #include <QHBoxLayout>
 #include <QKeySequence>
@@ -15,6 +17,8 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <cmath>
+
+#include "shell/pages/PageIcons.h"
 
 namespace velumen {
 
@@ -77,8 +81,10 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     edgeSwipes.edgePanned = [this](ScreenEdgeSwipes::Edge edge) {
         dispatcher.cancelDrawing();
         dispatcher.touchMode = TouchModeNone;
-        const auto& turn = edge == ScreenEdgeSwipes::Edge::Right ? nextPageButtonTapped : previousPageButtonTapped;
-        if (turn) turn();
+        if (edge == ScreenEdgeSwipes::Edge::Right)
+            nextPageButtonTapped();
+        else
+            previousPageButtonTapped();
     };
     router.edgeSwipes = &edgeSwipes;
 
@@ -114,6 +120,10 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     connect(undo, &QShortcut::activated, this, [this] { undoButtonTapped(); });
     auto* redo = new QShortcut(QKeySequence::Redo, this);
     connect(redo, &QShortcut::activated, this, [this] { redoButtonTapped(); });
+    auto* nextPage = new QShortcut(QKeySequence(Qt::Key_PageDown), this);
+    connect(nextPage, &QShortcut::activated, this, [this] { nextPageButtonTapped(); });
+    auto* previousPage = new QShortcut(QKeySequence(Qt::Key_PageUp), this);
+    connect(previousPage, &QShortcut::activated, this, [this] { previousPageButtonTapped(); });
     auto* settings = new QShortcut(QKeySequence::Preferences, this);
     connect(settings, &QShortcut::activated, this, [this] { showInputSettings(); });
     auto* settingsAlt = new QShortcut(QKeySequence("Ctrl+,"), this);
@@ -135,6 +145,18 @@ void FoliantViewController::buildToolbar() {
         b->setFocusPolicy(Qt::NoFocus);
         return b;
     };
+    previousPageButton_ = button("", "Previous page");
+    previousPageButton_->setIcon(QIcon(QPixmap::fromImage(pageIconImage("right arrow.png", 2).mirrored(true, false))));
+    titleButton_ = button("", "Pages");
+    nextPageButton_ = button("", "Next page");
+    bar->addWidget(previousPageButton_);
+    bar->addWidget(titleButton_);
+    bar->addWidget(nextPageButton_);
+    connect(previousPageButton_, &QToolButton::clicked, this, [this] { previousPageButtonTapped(); });
+    connect(nextPageButton_, &QToolButton::clicked, this, [this] { nextPageButtonTapped(); });
+    connect(titleButton_, &QToolButton::clicked, this, [this] {
+        if (pageNavigator) pageNavigator->titleButtonTapped(titleButton_);
+    });
     bar->addStretch(1);
     undoButton_ = button("\u21B6", "Undo (hold for the menu)");
     redoButton_ = button("\u21B7", "Redo");
@@ -175,6 +197,7 @@ void FoliantViewController::openBook(FoliantDataPtr book) {
     if (book_ && !book_->pointSets()) book_->setPointSets(std::make_shared<KVSPointSetArray>());
     editor.setCurrentPage(book_ ? book_->currentPage() : nullptr);
     viewport.document = book_.get();
+    makePageNavigator();
     dispatcher.document = book_.get();
     dispatcher.isPencilConnected = stylusDetector.updateState();
     updateStylusView();
@@ -235,6 +258,58 @@ QImage FoliantViewController::screenImage() {
     if (!canvas_) return {};
     redrawAllLines();
     return compositor.getThumbnailImage();
+}
+
+void FoliantViewController::makePageNavigator() {
+    pageNavigator.reset();
+    if (!book_) {
+        titleButton_->setText("");
+        return;
+    }
+    PageNavigatorHooks h;
+    h.touchMode = [this] { return int(dispatcher.touchMode); };
+    h.getThumbnailImage = [this] {
+        syncCompositor();
+        return compositor.getThumbnailImage();
+    };
+    h.getThumbnailForPage = [this](const FoliantPage& page, Size size) {
+        return compositor.getThumbnailForPage({page.pointSets, page.images}, size);
+    };
+    h.redrawAllLines = [this] { redrawAllLines(); };
+    h.currentPageChanged = [this] {
+        sampler.cancelCurrentLine();
+        showPageInk();
+    };
+    h.registerDocumentChange = [this] { registerDocumentChange(); };
+    h.setFrameUpdateNeeded = [this] { compositor.isFrameUpdateNeeded = true; };
+    h.setRootInputEnabled = [this](bool enabled) { setEnabled(enabled); };
+    h.setCanvasFrameAlpha = [this](double alpha) {
+        if (canvas_) canvas_->setVisible(alpha > 0);
+    };
+    h.didAbortAutoSave = [this] { return didAbortAutoSave; };
+    h.clearDidAbortAutoSave = [this] { didAbortAutoSave = false; };
+    h.autoSaveDocument = [this] { autoSaveDocumentWithCompletion({}); };
+    h.setPageTitle = [this](const std::string& text) { titleButton_->setText(QString::fromStdString(text)); };
+    h.setPageIcons = [this](PageIconState state) {
+        nextPageButton_->setIcon(QIcon(QPixmap::fromImage(
+            pageIconImage(state.nextAddsPage ? "add page icon.png" : "right arrow.png", 2))));
+        nextPageButton_->setToolTip(state.nextAddsPage ? "Add a page" : "Next page");
+        previousPageButton_->setEnabled(state.previousEnabled);
+    };
+    h.viewSize = [this] { return Size{double(width()), double(height())}; };
+    h.bookName = [this] { return QFileInfo(fileName).completeBaseName().toStdString(); };
+    pageNavigator = std::make_unique<PageNavigator>(*book_, editor, viewport, std::move(h));
+    pageNavigator->setCanvasFrame(eaglFrame_);
+    pageNavigator->updatePageTitle();
+    pageNavigator->updatePageIcons();
+}
+
+void FoliantViewController::nextPageButtonTapped() {
+    if (pageNavigator) pageNavigator->nextPageButtonTapped();
+}
+
+void FoliantViewController::previousPageButtonTapped() {
+    if (pageNavigator) pageNavigator->previousPageButtonTapped();
 }
 
 void FoliantViewController::applyProfile() {

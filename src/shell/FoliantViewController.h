@@ -25,6 +25,7 @@
 #include "render/EAGLViewController.h"
 #include "render/PageCompositor.h"
 #include "shell/FoliantGlobals.h"
+#include "shell/pages/PageNavigator.h"
 #include "shell/WristGuardView.h"
 
 class QMenu;
@@ -130,6 +131,9 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // Views, for the tests and the tools; null where the profile has none.
     QToolButton* stylusButton() const { return _stylusButton; }
     QToolButton* undoButton() const { return undoButton_; }
+    QToolButton* titleButton() const { return titleButton_; }
+    QToolButton* nextPageButton() const { return nextPageButton_; }
+    QToolButton* previousPageButton() const { return previousPageButton_; }
     QToolButton* redoButton() const { return redoButton_; }
     WristGuardView* wristGuard() const { return _wristGuard; }
     QMenu* undoActionSheet() const { return _undoActionSheet; }
@@ -149,9 +153,10 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     TouchRouter router;
     StylusDetector stylusDetector;
     ScreenEdgeSwipes edgeSwipes;
-    // Turns pages (set by the page navigation); the swipes call them.
-    std::function<void()> nextPageButtonTapped;
-    std::function<void()> previousPageButtonTapped;
+    // Turning, adding, moving and deleting pages of the open book; null while none is open.
+    std::unique_ptr<PageNavigator> pageNavigator;
+    void nextPageButtonTapped();
+    void previousPageButtonTapped();
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -161,6 +166,7 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // The page now as a picture for the book's preview; null without GL.
     KImagePtr thumbnailForBook();
     void buildToolbar();
+    void makePageNavigator();
     void applyProfile();
     void showPageInk();
     void syncCompositor();
@@ -176,6 +182,9 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     QWidget* toolbar_ = nullptr;
     QToolButton* _stylusButton = nullptr;
     QToolButton* undoButton_ = nullptr;
+    QToolButton* titleButton_ = nullptr;
+    QToolButton* nextPageButton_ = nullptr;
+    QToolButton* previousPageButton_ = nullptr;
     QToolButton* redoButton_ = nullptr;
     QTimer* undoMenuTimer_ = nullptr;
     QMenu* _undoActionSheet = nullptr;

@@ -65,6 +65,10 @@ void FoliantViewController::handleDocumentChanged() {
     if (book_) editor.setCurrentPage(book_->currentPage());
     viewport.handleDocumentChanged();
     sampler.cancelCurrentLine();
+    if (pageNavigator) {
+        pageNavigator->updatePageTitle();
+        pageNavigator->updatePageIcons();
+    }
     if (documentChanged) documentChanged();
     redrawAllLines();
     showPageInk();
@@ -182,6 +186,7 @@ void FoliantViewController::closeDocumentAndReturnToGallery() {
         return;
     }
     setEnabled(false);
+    if (pageNavigator) pageNavigator->dismissPagePicker();
     QTimer::singleShot(0, this, [this] {
         closeDocumentWithCompletion([this](bool) {
             setEnabled(true);
@@ -196,6 +201,7 @@ void FoliantViewController::lockDocument() {
     book_->setIsLocked(true);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
     lastChangeDate = FoliantGlobals::referenceDateNow();
+    if (pageNavigator && pageNavigator->pagePicker()) pageNavigator->pagePicker()->setIsLockedForEditing(true);
     if (documentLockChanged) documentLockChanged(true);
     updateThumbnailAndSaveDocumentWithCompletion([this](bool) { setEnabled(true); });
 }
@@ -204,6 +210,7 @@ void FoliantViewController::unlockDocument() {
     if (!document_ || !book_) return;
     book_->setIsLocked(false);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
+    if (pageNavigator && pageNavigator->pagePicker()) pageNavigator->pagePicker()->setIsLockedForEditing(false);
     if (documentLockChanged) documentLockChanged(false);
 }
 
