@@ -46,7 +46,10 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     sampler.usePenSettings(0, globals.penTables);
     editor.hooks().eraseView = [this] { compositor.isFrameUpdateNeeded = true; };
     editor.hooks().forgetCurrentLine = [this] { sampler.cancelCurrentLine(); };
-    editor.hooks().registerDocumentChange = [this] { showPageInk(); };
+    editor.hooks().registerDocumentChange = [this] {
+        registerDocumentChange();
+        showPageInk();
+    };
     dispatcher.hooks.pageInkReplaced = [this] { showPageInk(); };
     eraser.setFrameUpdateNeeded = [this] { compositor.isFrameUpdateNeeded = true; };
     dispatcher.hooks.eraseAtPoint = [this](Point p) {

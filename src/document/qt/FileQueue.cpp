@@ -103,7 +103,8 @@ bool readWholeFile(const QString& path, std::vector<std::uint8_t>& bytes, QStrin
             const qint64 got = file.read(reinterpret_cast<char*>(bytes.data() + filled),
                                          static_cast<qint64>(bytes.size() - filled));
             if (got < 0) {
-                error = path + QStringLiteral(": cannot be read (") + file.errorString() + QStringLiteral(")");
+                error =
+                    path + QStringLiteral(": cannot be read (") + file.errorString() + QStringLiteral(")");
                 bytes.clear();
                 return false;
             }

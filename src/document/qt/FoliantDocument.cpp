@@ -32,7 +32,9 @@ bool FoliantDocument::loadFromContents(std::span<const std::uint8_t> contents) {
 }
 
 const std::vector<std::uint8_t>& FoliantDocument::contentsForType() {
-    if (!contents_) contents_ = spareContents_ ? std::move(spareContents_) : std::make_shared<std::vector<std::uint8_t>>();
+    if (!contents_)
+        contents_ =
+            spareContents_ ? std::move(spareContents_) : std::make_shared<std::vector<std::uint8_t>>();
     archiveFoliantData(*data_, &codec_, *contents_);
     dataSize_ = contents_->size();
     savedPanDelta_ = data_->panDelta();
@@ -52,7 +54,9 @@ void FoliantDocument::openWithCompletionHandler(CompletionHandler completionHand
         const bool readable = readWholeFile(path, *bytes, error);
         QMetaObject::invokeMethod(
             this,
-            [this, readable, bytes, error, handler = std::move(handler)] { finishOpen(readable, bytes, error, handler); },
+            [this, readable, bytes, error, handler = std::move(handler)] {
+                finishOpen(readable, bytes, error, handler);
+            },
             Qt::QueuedConnection);
     });
 }
@@ -71,8 +75,8 @@ void FoliantDocument::finishOpen(bool readable, const std::shared_ptr<std::vecto
             opened = true;
         } catch (const std::exception& e) {
             // `data` is still the empty book, and the document stays unopened: it never writes this file.
-            errorString_ = filePath_ + QStringLiteral(": not a readable book (") + QString::fromUtf8(e.what()) +
-                           QStringLiteral(")");
+            errorString_ = filePath_ + QStringLiteral(": not a readable book (") +
+                           QString::fromUtf8(e.what()) + QStringLiteral(")");
         }
     }
     if (opened) {
@@ -132,12 +136,15 @@ void FoliantDocument::setDocumentStateFlag(DocumentStateFlag flag, bool on) {
     setState(on ? documentState_ | flag : documentState_ & ~DocumentState(flag));
 }
 
-void FoliantDocument::waitForAllWrites() { FileQueue::shared().waitUntilIdle(); }
+void FoliantDocument::waitForAllWrites() {
+    FileQueue::shared().waitUntilIdle();
+}
 
 bool FoliantDocument::queueWrite(CompletionHandler onWritten) {
     if (!mayWrite()) {
-        errorString_ = isOpen_ ? filePath_ + QStringLiteral(": the document is closed")
-                               : filePath_ + QStringLiteral(": the book was never opened; its file is not written");
+        errorString_ =
+            isOpen_ ? filePath_ + QStringLiteral(": the document is closed")
+                    : filePath_ + QStringLiteral(": the book was never opened; its file is not written");
         return false;
     }
     try {
@@ -157,7 +164,8 @@ bool FoliantDocument::queueWrite(CompletionHandler onWritten) {
         const bool written = writeFileAtomically(path, *buffer, error);
         QMetaObject::invokeMethod(
             this,
-            [this, written, count, buffer = std::move(buffer), error, onWritten = std::move(onWritten)]() mutable {
+            [this, written, count, buffer = std::move(buffer), error,
+             onWritten = std::move(onWritten)]() mutable {
                 finishWrite(written, count, std::move(buffer), error);
                 if (onWritten) onWritten(written);
             },
@@ -181,7 +189,8 @@ void FoliantDocument::finishWrite(bool written, std::uint64_t count, Buffer buff
     // The changes of this write go out again with the next save, unless a later write already carries them.
     if (queuedChangeCount_ == count) queuedChangeCount_ = savedChangeCount_;
     setState(documentState_ | SavingError);
-    if (mayWrite() && changeCount_ != queuedChangeCount_ && !autosaveTimer_.isActive()) autosaveTimer_.start();
+    if (mayWrite() && changeCount_ != queuedChangeCount_ && !autosaveTimer_.isActive())
+        autosaveTimer_.start();
 }
 
 void FoliantDocument::afterQueuedWrites(std::function<void()> then) {
@@ -200,7 +209,8 @@ void FoliantDocument::autosaveTimerFired() {
     if (!mayWrite() || changeCount_ == queuedChangeCount_) return;
     autosaveWithCompletionHandler(nullptr);
     // A veto leaves the changes waiting: the timer comes back for them.
-    if (mayWrite() && changeCount_ != queuedChangeCount_ && !autosaveTimer_.isActive()) autosaveTimer_.start();
+    if (mayWrite() && changeCount_ != queuedChangeCount_ && !autosaveTimer_.isActive())
+        autosaveTimer_.start();
 }
 
 void FoliantDocument::setState(DocumentState state) {

@@ -118,8 +118,8 @@ class FoliantDocument : public QObject {
   private:
     using Buffer = std::shared_ptr<std::vector<std::uint8_t>>;
 
-    void finishOpen(bool readable, const std::shared_ptr<std::vector<std::uint8_t>>& bytes, const QString& error,
-                    const CompletionHandler& completionHandler);
+    void finishOpen(bool readable, const std::shared_ptr<std::vector<std::uint8_t>>& bytes,
+                    const QString& error, const CompletionHandler& completionHandler);
     // Encodes and queues the changes not yet queued; false (SavingError raised) when they cannot be encoded
     // or the document may not write. `onWritten` hears how this write ended.
     bool queueWrite(CompletionHandler onWritten = nullptr);

@@ -1,0 +1,244 @@
+// The editor with its book file, under a display: the autosave waits for the finger and then saves once, a
+// save in the background is granted mid-stroke, an autosave paints nothing and keeps the book's preview, a
+// locked book comes through viewing and page turns byte for byte, quitting saves what is unsaved, and files
+// that are not books, or that vanish behind the open book, neither crash nor get written over.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+#include <sys/stat.h>
+
+#include "document/MappedFile.h"
+#include "objects/qt/QtImageCodec.h"
+#include "shell/BookFile.h"
+#include "shell/DefaultsStore.h"
+#include "shell/FoliantViewController.h"
+#include "shell/NotebookSession.h"
+
+namespace {
+
+using namespace velumen;
+
+QByteArray bytesOf(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// The file's inode: a save replaces the file, so a new inode is a new save.
+ino_t inodeOf(const QString& path) {
+    struct stat st {};
+    return ::stat(QFile::encodeName(path).constData(), &st) == 0 ? st.st_ino : 0;
+}
+
+FoliantDataPtr readBack(const QString& path) {
+    QtImageCodec codec;
+    std::string error;
+    return readBook(path, codec, error);
+}
+
+struct EditorWithFile {
+    QTemporaryDir dir;
+    FoliantGlobals globals{openDefaultsStore(dir.filePath("defaults.plist")), 0.0};
+    SteadyClock clock;
+    FoliantViewController vc{globals, clock};
+    QString path = dir.filePath("Book.velumen");
+    QtImageCodec codec;
+    double t = 0;
+
+    EditorWithFile() {
+        vc.savesSettingsInBackground = false;
+        vc.resize(600, 750);
+        vc.show();
+        QApplication::processEvents();
+    }
+    void write(FoliantData& book) {
+        std::string error;
+        ASSERT_TRUE(writeBook(book, path, codec, error)) << error;
+    }
+    bool open() {
+        std::optional<bool> opened;
+        vc.loadDocumentFromFile(path, [&](bool ok) { opened = ok; });
+        if (!QTest::qWaitFor([&] { return opened.has_value(); }, 10000)) return false;
+        // Autosave only when the test asks.
+        if (vc.document()) vc.document()->setAutosaveInterval(std::chrono::hours(1));
+        return *opened;
+    }
+    void touch(TouchPhase phase, Point p) {
+        TouchRecord r;
+        r.id = 1;
+        r.phase = phase;
+        r.location = p;
+        r.timestamp = t += 0.02;
+        vc.router.routeRecords({r});
+    }
+    void strokeDown(double y) {
+        touch(TouchPhase::Began, {100, y});
+        for (int i = 1; i <= 15; ++i)
+            touch(TouchPhase::Moved, {100.0 + 15 * i, y + 2 * i});
+    }
+    void stroke(double y) {
+        strokeDown(y);
+        touch(TouchPhase::Ended, {325, y + 30});
+    }
+    bool close() {
+        std::optional<bool> closed;
+        vc.closeDocumentWithCompletion([&](bool ok) { closed = ok; });
+        FoliantDocument::waitForAllWrites();
+        return QTest::qWaitFor([&] { return closed.has_value(); }, 10000) && *closed;
+    }
+};
+
+TEST(EditorDocument, AnAutosaveWaitsForTheFingerAndThenSavesOnce) {
+    EditorWithFile e;
+    e.write(*newOnePageBook());
+    ASSERT_TRUE(e.open());
+    const ino_t before = inodeOf(e.path);
+
+    e.strokeDown(200);
+    std::optional<bool> answer;
+    e.vc.autoSaveDocumentWithCompletion([&](bool ok) { answer = ok; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return answer.has_value(); }, 2000));
+    EXPECT_FALSE(*answer);
+    EXPECT_TRUE(e.vc.didAbortAutoSave);
+    // A second refusal arms no second retry.
+    e.vc.autoSaveDocumentWithCompletion({});
+
+    // The finger stays down past the first retry: still nothing written.
+    QTest::qWait(1300);
+    EXPECT_EQ(inodeOf(e.path), before);
+    e.touch(TouchPhase::Ended, {325, 230});
+
+    // About a second after the lift exactly one save, holding the stroke.
+    std::vector<ino_t> seen;
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < 2200) {
+        QTest::qWait(10);
+        const ino_t now = inodeOf(e.path);
+        if (now != before && (seen.empty() || seen.back() != now)) seen.push_back(now);
+    }
+    EXPECT_EQ(seen.size(), 1u);
+    EXPECT_FALSE(e.vc.didAbortAutoSave);
+    EXPECT_FALSE(e.vc.document()->hasUnsavedChanges());
+    const FoliantDataPtr saved = readBack(e.path);
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->pointSets()->count(), 1u);
+}
+
+TEST(EditorDocument, InTheBackgroundASaveIsGrantedMidStrokeAndPaintsNothing) {
+    EditorWithFile e;
+    e.write(*newOnePageBook());
+    ASSERT_TRUE(e.open());
+    e.stroke(150);
+    ASSERT_TRUE(e.close());  // the close pays for a preview
+    const auto previewOf = [](const FoliantDataPtr& book) {
+        const auto& bytes = book->thumbnailData();
+        return bytes ? QByteArray(reinterpret_cast<const char*>(bytes->data()), qsizetype(bytes->size()))
+                     : QByteArray();
+    };
+    const QByteArray preview = previewOf(readBack(e.path));
+    ASSERT_FALSE(preview.isEmpty());
+
+    ASSERT_TRUE(e.open());
+    e.vc.stopDisplayLink();
+    e.stroke(300);
+    const std::uint64_t presents = e.vc.surface.eaglView().presentCount();
+    std::optional<bool> answer;
+    e.vc.autoSaveDocumentWithCompletion([&](bool ok) { answer = ok; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return answer.has_value(); }, 5000));
+    EXPECT_TRUE(*answer);
+    EXPECT_EQ(e.vc.surface.eaglView().presentCount(), presents);  // nothing painted
+    EXPECT_TRUE(e.vc.needToUpdateDocumentThumbnail);              // the preview is owed
+    const FoliantDataPtr saved = readBack(e.path);
+    EXPECT_EQ(saved->pointSets()->count(), 2u);
+    // The old preview's very bytes: no picture was encoded.
+    EXPECT_EQ(previewOf(saved), preview);
+
+    // Going to the background mid-stroke: granted, and it pays the preview.
+    e.strokeDown(450);
+    const ino_t before = inodeOf(e.path);
+    e.vc.applicationWillResignActive();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return inodeOf(e.path) != before; }, 5000));
+    EXPECT_NE(previewOf(readBack(e.path)), preview);
+    e.vc.applicationDidBecomeActive();
+    e.touch(TouchPhase::Ended, {325, 480});
+    EXPECT_TRUE(e.vc.document()->hasUnsavedChanges());
+    const std::uint64_t dots = e.vc.book()->pointSets()->mergedPointSet()->length();
+    EXPECT_TRUE(e.close());
+    // The close joins runs of one colour; every dot is there.
+    EXPECT_EQ(readBack(e.path)->pointSets()->mergedPointSet()->length(), dots);
+    EXPECT_LT(readBack(e.path)->pointSets()->count(), 3u);
+}
+
+TEST(EditorDocument, ALockedBookComesThroughViewingAndPageTurnsByteForByte) {
+    EditorWithFile e;
+    FoliantDataPtr book = newOnePageBook();
+    for (int i = 0; i < 2; ++i)
+        book->pages().push_back(FoliantData::createNewPage());
+    book->setIsLocked(true);
+    e.write(*book);
+    const QByteArray original = bytesOf(e.path);
+
+    ASSERT_TRUE(e.open());
+    e.vc.pageNavigator->turnToPage(1, true);
+    QTest::qWait(500);
+    e.vc.nextPageButtonTapped();
+    QTest::qWait(500);
+    e.vc.nextPageButtonTapped();  // the last page of a locked book adds none
+    EXPECT_EQ(e.vc.book()->pages().size(), 3u);
+    e.vc.viewport.setCanvasPoint({300, 300}, {100, 100}, e.vc.viewport.minZoomFactor * 3);
+    e.stroke(200);  // a locked book takes the selection path: no ink
+    e.vc.applicationWillResignActive();
+    e.vc.applicationDidBecomeActive();
+    ASSERT_TRUE(e.close());
+    EXPECT_EQ(bytesOf(e.path), original);
+}
+
+TEST(EditorDocument, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten) {
+    EditorWithFile e;
+    NotebookSession session(e.vc, e.dir.filePath("Books"));
+    QStringList messages;
+    session.showMessage = [&](const QString& text) { messages << text; };
+    QString opened;
+    session.didOpen = [&](const QString& path) { opened = path; };
+
+    // Not a book: refused with a message, left as it is, and the books folder's notebook opens instead.
+    const QString junk = e.dir.filePath("junk.velumen");
+    {
+        QFile f(junk);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write("bplist00 this is not a book at all");
+    }
+    const QByteArray junkBytes = bytesOf(junk);
+    session.start(junk);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000));
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_TRUE(messages[0].contains("junk.velumen"));
+    EXPECT_EQ(opened, session.defaultBookPath());
+    EXPECT_EQ(bytesOf(junk), junkBytes);
+    for (FoliantDocument* d : e.vc.findChildren<FoliantDocument*>())
+        EXPECT_NE(d->filePath(), junk);
+
+    // Quitting with a stroke not yet saved writes it.
+    if (e.vc.document()) e.vc.document()->setAutosaveInterval(std::chrono::hours(1));
+    e.stroke(250);
+    EXPECT_TRUE(e.vc.document()->hasUnsavedChanges());
+    EXPECT_TRUE(session.quit());
+    EXPECT_EQ(readBack(session.defaultBookPath())->pointSets()->count(), 1u);
+
+    // A book deleted behind the open one: the close goes through without a crash.
+    opened.clear();
+    session.start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000));
+    e.stroke(400);
+    ASSERT_TRUE(QFile::remove(session.defaultBookPath()));
+    std::optional<bool> closed;
+    e.vc.closeDocumentWithCompletion([&](bool ok) { closed = ok; });
+    EXPECT_TRUE(QTest::qWaitFor([&] { return closed.has_value(); }, 10000));
+    EXPECT_EQ(e.vc.document(), nullptr);
+}
+
+}  // namespace
