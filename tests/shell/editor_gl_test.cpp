@@ -240,4 +240,35 @@ TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneB
     EXPECT_FALSE(e.vc.undoButton()->isEnabled());
 }
 
+TEST(EditorEndToEnd, TenEraserStampsInOneTickCostOneRepaint) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    const QPointingDevice pen("test pen", 4712, QInputDevice::DeviceType::Stylus, QPointingDevice::PointerType::Pen,
+                              QInputDevice::Capability::Position | QInputDevice::Capability::Pressure, 1, 2);
+    for (double y = 100; y <= 400; y += 30)
+        tabletStroke(e, pen, 100, 500, y, 0.5);
+    e.vc.compositor.drawFrame();
+    const std::uint64_t dots = e.ink().mergedPointSet()->length();
+    const std::uint64_t presents = e.vc.surface.eaglView().presentCount();
+
+    e.vc.setPenTypeIndex(0);
+    auto touch = [&](TouchPhase phase, double y) {
+        TouchRecord r;
+        r.id = 9;
+        r.phase = phase;
+        r.location = {300, y};
+        e.vc.router.routeRecords({r});
+    };
+    touch(TouchPhase::Began, 100);
+    for (int i = 1; i < 10; ++i)
+        touch(TouchPhase::Moved, 100 + 30 * i);
+    EXPECT_LT(e.ink().mergedPointSet()->length(), dots);
+    EXPECT_EQ(e.vc.surface.eaglView().presentCount(), presents);  // stamps only ask for a repaint
+    e.vc.compositor.drawFrame();
+    e.vc.compositor.drawFrame();
+    EXPECT_EQ(e.vc.surface.eaglView().presentCount(), presents + 1);
+    touch(TouchPhase::Ended, 370);
+    EXPECT_EQ(e.vc.editor.undoManager()->undoCount(), 12u);  // eleven strokes and one erasure
+}
+
 }  // namespace
