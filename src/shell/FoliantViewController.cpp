@@ -184,6 +184,9 @@ FoliantViewController::~FoliantViewController() {
     sampler.renderer = nullptr;
     sampler.cancelCurrentLine();
     eaglFrame_->removeEventFilter(this);
+    // The surface widget refers to the view it shows, a member: it goes first.
+    delete canvas_;
+    canvas_ = nullptr;
 }
 
 QWidget* FoliantViewController::touchTarget() const {
