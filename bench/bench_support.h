@@ -6,6 +6,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <cstdio>
 #include <map>
 #include <random>
@@ -71,6 +73,16 @@ inline std::size_t pointBytes(const KVSPointSetArray& page) {
     for (const auto& run : page.pointSets())
         bytes += run->length() * KVSPointSet::kStride;
     return bytes;
+}
+
+// The baseline of the copies and encodes: a memcpy of `size` bytes per iteration into a buffer of its own.
+inline void memcpyBaseline(benchmark::State& state, const std::uint8_t* from, std::size_t size) {
+    std::vector<std::uint8_t> to(size);
+    for (auto _ : state) {
+        std::memcpy(to.data(), from, size);
+        benchmark::ClobberMemory();
+    }
+    state.counters["MB"] = static_cast<double>(size) / 1e6;
 }
 
 // Collects each benchmark's time per iteration while printing as usual.

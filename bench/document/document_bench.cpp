@@ -2,7 +2,6 @@
 // a memcpy of as many bytes; and a whole save call (encode and hand-off to the file thread) against the
 // encode alone, with the time until the bytes are on disk shown beside it, which the GUI thread never waits
 // for.
-#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -59,12 +58,7 @@ void settle() {
 
 void Memcpy_20MB(benchmark::State& state) {
     const Bytes from = document().contentsForType();
-    Bytes to(from.size());
-    for (auto _ : state) {
-        std::memcpy(to.data(), from.data(), from.size());
-        benchmark::ClobberMemory();
-    }
-    state.counters["MB"] = static_cast<double>(from.size()) / 1e6;
+    memcpyBaseline(state, from.data(), from.size());
 }
 
 void Encode_20MB(benchmark::State& state) {
@@ -74,8 +68,9 @@ void Encode_20MB(benchmark::State& state) {
         benchmark::DoNotOptimize(doc.contentsForType().data());
 }
 
-// The autosave entry as the timer calls it, after an edit: what the GUI thread spends in the call.
-void SaveCall_20MB(benchmark::State& state) {
+// The autosave entry as the timer calls it, after an edit: what the GUI thread spends in the call; with
+// `untilOnDisk`, until the file thread has written, synced and renamed the file as well.
+void save(benchmark::State& state, bool untilOnDisk) {
     FoliantDocument& doc = document();
     for (auto _ : state) {
         state.PauseTiming();
@@ -83,22 +78,17 @@ void SaveCall_20MB(benchmark::State& state) {
         doc.updateChangeCount(FoliantDocument::ChangeKind::Done);
         state.ResumeTiming();
         doc.autosaveWithCompletionHandler(nullptr);
+        if (untilOnDisk) FoliantDocument::waitForAllWrites();
     }
     settle();
 }
 
-// The same save until the file thread has written, synced and renamed the file.
+void SaveCall_20MB(benchmark::State& state) {
+    save(state, false);
+}
+
 void SaveUntilOnDisk_20MB(benchmark::State& state) {
-    FoliantDocument& doc = document();
-    for (auto _ : state) {
-        state.PauseTiming();
-        settle();
-        doc.updateChangeCount(FoliantDocument::ChangeKind::Done);
-        state.ResumeTiming();
-        doc.autosaveWithCompletionHandler(nullptr);
-        FoliantDocument::waitForAllWrites();
-    }
-    settle();
+    save(state, true);
 }
 
 }  // namespace

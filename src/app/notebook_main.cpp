@@ -19,7 +19,6 @@
 
 #include "ink/MemoryPolicy.h"
 #include "objects/qt/QtImageCodec.h"
-#include "shell/BookFile.h"
 #include "shell/DefaultsStore.h"
 #include "shell/FoliantGlobals.h"
 #include "shell/FoliantViewController.h"

@@ -322,11 +322,8 @@ void FoliantViewController::applyProfile() {
     const bool tablet = viewport.profile == DeviceProfile::Tablet;
     edgeSwipes.enabled = !tablet;
     edgeSwipes.viewWidth = viewport.eaglFrameSize.width;
-    if (tablet && !_wristGuard) {
-        // Made once, over the surface; it starts hidden.
-        _wristGuard = new WristGuardView(eaglFrame_);
-        _wristGuard->setShown(!globals.defaults().boolForKey(FoliantGlobals::kShouldHideWristGuard));
-    }
+    // Made once, over the surface; it starts lowered.
+    if (tablet && !_wristGuard) _wristGuard = new WristGuardView(eaglFrame_);
     if (_wristGuard) {
         _wristGuard->setShown(tablet && !globals.defaults().boolForKey(FoliantGlobals::kShouldHideWristGuard));
         _wristGuard->layoutWristguardForViewSize(viewport.eaglFrameSize);

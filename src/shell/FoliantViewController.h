@@ -64,7 +64,8 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // file untouched and the editor without a book.
     void loadDocumentFromFile(const QString& path, Completion completion);
     void documentWasLoaded();
-    // After any replacement of the contents: stacks, pan and zoom, and the page shown.
+    // After any replacement of the contents, once openBook has shown the book: stacks, pan and zoom, the
+    // title, and the page repainted.
     void handleDocumentChanged();
     void documentStateChanged(FoliantDocument::DocumentState state);
     // The only way an edit marks the book changed; nothing on a locked book.
@@ -92,9 +93,6 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // Where books are chosen, once a book has closed; and the open of a handed-over book.
     std::function<void()> returnToGallery;
     std::function<void(const QString& path)> openHandedOverFile;
-    // The page shown changed with the contents (the page title and icons follow); the lock changed.
-    std::function<void()> documentChanged;
-    std::function<void(bool locked)> documentLockChanged;
     // The book's thumbnail for the place where books are chosen.
     std::function<void(const QString& path, const KImagePtr& thumbnail)> setThumbnailForFile;
 

@@ -56,22 +56,17 @@ void FoliantViewController::documentWasLoaded() {
     isEditorActive = true;
     toolbar_->setEnabled(true);
     eaglFrame_->setEnabled(true);
-    dispatcher.isPencilConnected = stylusDetector.updateState();
-    updateStylusView();
 }
 
 void FoliantViewController::handleDocumentChanged() {
     editor.removeAllUndoManagers();
-    if (book_) editor.setCurrentPage(book_->currentPage());
     viewport.handleDocumentChanged();
-    sampler.cancelCurrentLine();
     if (pageNavigator) {
         pageNavigator->updatePageTitle();
         pageNavigator->updatePageIcons();
     }
-    if (documentChanged) documentChanged();
-    redrawAllLines();
     showPageInk();
+    redrawAllLines();
 }
 
 void FoliantViewController::documentStateChanged(FoliantDocument::DocumentState state) {
@@ -138,7 +133,9 @@ void FoliantViewController::updateThumbnailAndSaveDocumentWithCompletion(Complet
     autoSaveDocumentWithCompletion(std::move(completion));
 }
 
-void FoliantViewController::documentContentsDidUpdate(FoliantDocument&) {
+void FoliantViewController::documentContentsDidUpdate(FoliantDocument& doc) {
+    // A load replaces the book object itself.
+    openBook(doc.data());
     handleDocumentChanged();
 }
 
@@ -202,7 +199,6 @@ void FoliantViewController::lockDocument() {
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
     lastChangeDate = FoliantGlobals::referenceDateNow();
     if (pageNavigator && pageNavigator->pagePicker()) pageNavigator->pagePicker()->setIsLockedForEditing(true);
-    if (documentLockChanged) documentLockChanged(true);
     updateThumbnailAndSaveDocumentWithCompletion([this](bool) { setEnabled(true); });
 }
 
@@ -211,7 +207,6 @@ void FoliantViewController::unlockDocument() {
     book_->setIsLocked(false);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
     if (pageNavigator && pageNavigator->pagePicker()) pageNavigator->pagePicker()->setIsLockedForEditing(false);
-    if (documentLockChanged) documentLockChanged(false);
 }
 
 void FoliantViewController::applicationWillResignActive() {
