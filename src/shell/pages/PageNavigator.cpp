@@ -1,8 +1,9 @@
 #include "shell/pages/PageNavigator.h"
 
 #include <QTimer>
-#include <chrono>
 #include <charconv>
+#include <chrono>
+#include <cmath>
 
 #include "shell/pages/PagePicker.h"
 #include "shell/pages/PageTurnOverlay.h"
@@ -279,6 +280,25 @@ void PageNavigator::didDeletePageWithIndex(std::int64_t index) {
 void PageNavigator::didAddPageAtIndex(std::int64_t index) {
     if (index < 0) return;
     insertNewPageAtIndex(static_cast<std::uint64_t>(index));
+}
+
+PageContentCounts PageNavigator::contentsOfPage(std::int64_t index) {
+    PageContentCounts counts;
+    const auto& pages = book_.pages();
+    if (index < 0 || index >= static_cast<std::int64_t>(pages.size()) || !pages[std::size_t(index)]) return counts;
+    const FoliantPage& page = *pages[std::size_t(index)];
+    counts.pictures = page.images.size();
+    counts.textBoxes = page.textBoxes.size();
+    if (!page.pointSets) return counts;
+    for (const KVSPointSetPtr& run : page.pointSets->pointSets()) {
+        const float* p = run->constBuffer();
+        for (std::uint64_t i = 0; i < run->length(); ++i, p += 3) {
+            // Within a stroke, neighbouring dots overlap; a gap wider than both dots starts another.
+            const bool starts = i == 0 || std::hypot(p[0] - p[-3], p[1] - p[-2]) > 2 * (p[2] + p[-1]) + 1;
+            counts.strokes += starts;
+        }
+    }
+    return counts;
 }
 
 QImage PageNavigator::thumbnailImageForPage(std::int64_t index) {

@@ -119,6 +119,9 @@ class PageNavigator : public PagePickerDelegate {
     void didDeletePageWithIndex(std::int64_t index) override;
     void didAddPageAtIndex(std::int64_t index) override;
     QImage thumbnailImageForPage(std::int64_t index) override;
+    // Strokes are counted as the ink's unbroken trails of dots, so that a page whose runs were joined
+    // on closing, or split by the eraser, counts what the user sees.
+    PageContentCounts contentsOfPage(std::int64_t index) override;
 
     // The title button: on a tablet a second tap closes the picker, else it opens under the button; on a
     // phone it covers the editor. Honoured only while no gesture runs.

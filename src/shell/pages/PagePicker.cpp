@@ -1,6 +1,7 @@
 #include "shell/pages/PagePicker.h"
 
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollBar>
@@ -42,20 +43,45 @@ PagePicker::PagePicker(const Clock& clock, QWidget* parent) : QWidget(parent), m
     editLayout->setContentsMargins(0, 0, 0, 0);
     auto* up = new QPushButton("Move Up", editBar_);
     auto* down = new QPushButton("Move Down", editBar_);
-    auto* remove = new QPushButton("Delete", editBar_);
+    auto* remove = new QPushButton("Delete\u2026", editBar_);
     remove->setObjectName("deleteButton");
+    remove->setToolTip("Delete the selected page (asks first)");
     editLayout->addWidget(up);
     editLayout->addWidget(down);
     editLayout->addWidget(remove);
     editBar_->hide();
     layout->addWidget(editBar_);
+
+    confirmBar_ = new QWidget(this);
+    auto* confirmLayout = new QVBoxLayout(confirmBar_);
+    confirmLayout->setContentsMargins(0, 0, 0, 0);
+    confirmLabel_ = new QLabel(confirmBar_);
+    confirmLabel_->setWordWrap(true);
+    confirmLayout->addWidget(confirmLabel_);
+    auto* answers = new QHBoxLayout;
+    cancelDelete_ = new QPushButton("Cancel", confirmBar_);
+    confirmDelete_ = new QPushButton("Delete Page", confirmBar_);
+    confirmDelete_->setStyleSheet("QPushButton { color: rgb(200, 0, 0); }");
+    answers->addStretch(1);
+    answers->addWidget(cancelDelete_);
+    answers->addWidget(confirmDelete_);
+    confirmLayout->addLayout(answers);
+    confirmBar_->hide();
+    layout->addWidget(confirmBar_);
     resize(320, 600);
 
     connect(addButton_, &QPushButton::clicked, this, [this] { model_.addButtonTapped(); });
     connect(editButton_, &QPushButton::clicked, this, [this] { editButtonTapped(); });
     connect(up, &QPushButton::clicked, this, [this] { moveSelectedRow(-1); });
     connect(down, &QPushButton::clicked, this, [this] { moveSelectedRow(1); });
-    connect(remove, &QPushButton::clicked, this, [this] { deleteSelectedRow(); });
+    connect(remove, &QPushButton::clicked, this, [this] { askToDeleteSelectedRow(); });
+    connect(cancelDelete_, &QPushButton::clicked, this, [this] { dismissDeleteConfirmation(); });
+    connect(confirmDelete_, &QPushButton::clicked, this, [this] {
+        const int row = rowToDelete_;
+        dismissDeleteConfirmation();
+        if (editing_ && model_.canDeleteRows() && row >= 0 && row < tableView_->count()) model_.deleteRow(row);
+    });
+    tableView_->installEventFilter(this);
     connect(tableView_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) {
         if (editing_) return;
         model_.didSelectRow(tableView_->row(item));
@@ -80,6 +106,7 @@ PagePicker::PagePicker(const Clock& clock, QWidget* parent) : QWidget(parent), m
     table.deleteRow = [this](std::int64_t row) {
         if (row >= 0 && row < tableView_->count()) delete tableView_->takeItem(int(row));
         updateButtons();
+        updateDeleteControls();
     };
     table.moveRow = [this](std::int64_t from, std::int64_t to) {
         QListWidgetItem* at = tableView_->item(int(to));
@@ -99,6 +126,7 @@ PagePicker::PagePicker(const Clock& clock, QWidget* parent) : QWidget(parent), m
         tableView_->insertItem(int(row), item);
         tableView_->scrollToItem(item, QAbstractItemView::PositionAtCenter);
         updateButtons();
+        updateDeleteControls();
     };
     table.setRowImage = [this](std::int64_t row, const QImage& image) {
         if (QListWidgetItem* item = itemTaggedWith(row)) item->setIcon(iconFor(image));
@@ -106,6 +134,7 @@ PagePicker::PagePicker(const Clock& clock, QWidget* parent) : QWidget(parent), m
     table.lockedChanged = [this](bool) {
         if (model_.isLockedForEditing()) setEditing(false);
         updateButtons();
+        updateDeleteControls();
     };
     table.headerChanged = [this](const std::string& text) { header_->setText(QString::fromStdString(text)); };
     table.runLater = [this](double seconds, std::function<void()> work) {
@@ -139,6 +168,7 @@ void PagePicker::reloadRows() {
     if (model_.currentPage() < tableView_->count()) tableView_->setCurrentRow(int(model_.currentPage()));
     reloading_ = false;
     updateButtons();
+    updateDeleteControls();
     refreshThumbnails();
 }
 
@@ -160,7 +190,9 @@ void PagePicker::setEditing(bool editing) {
     tableView_->setDragDropMode(editing && model_.canMoveRows() ? QAbstractItemView::InternalMove
                                                                  : QAbstractItemView::NoDragDrop);
     editBar_->setVisible(editing);
+    if (!editing) dismissDeleteConfirmation();
     updateButtons();
+    updateDeleteControls();
 }
 
 void PagePicker::editButtonTapped() {
@@ -175,9 +207,64 @@ void PagePicker::updateButtons() {
     if (auto* remove = editBar_->findChild<QPushButton*>("deleteButton")) remove->setEnabled(model_.canDeleteRows());
 }
 
-void PagePicker::deleteSelectedRow() {
-    if (!editing_) return;
-    model_.deleteRow(tableView_->currentRow());
+void PagePicker::updateDeleteControls() {
+    const bool show = editing_ && model_.canDeleteRows();
+    for (int row = 0; row < tableView_->count(); ++row) {
+        QListWidgetItem* item = tableView_->item(row);
+        if (!show) {
+            if (tableView_->itemWidget(item)) tableView_->removeItemWidget(item);
+            continue;
+        }
+        if (tableView_->itemWidget(item)) continue;
+        // A transparent strip over the row with the control at its right end.
+        auto* strip = new QWidget;
+        auto* stripLayout = new QHBoxLayout(strip);
+        stripLayout->setContentsMargins(0, 0, 8, 0);
+        stripLayout->addStretch(1);
+        auto* control = new QPushButton("\u2212", strip);
+        control->setObjectName("rowDeleteControl");
+        control->setToolTip("Delete this page (asks first)");
+        control->setFixedSize(28, 28);
+        control->setStyleSheet("QPushButton { color: white; background: rgb(220, 40, 40); border-radius: 14px;"
+                               " font-weight: bold; }");
+        stripLayout->addWidget(control);
+        connect(control, &QPushButton::clicked, this, [this, item] { askToDeleteRow(tableView_->row(item)); });
+        tableView_->setItemWidget(item, strip);
+    }
+    if (!show) dismissDeleteConfirmation();
+}
+
+QAbstractButton* PagePicker::deleteControlForRow(int row) const {
+    QListWidgetItem* item = tableView_->item(row);
+    QWidget* strip = item ? tableView_->itemWidget(item) : nullptr;
+    return strip ? strip->findChild<QAbstractButton*>("rowDeleteControl") : nullptr;
+}
+
+void PagePicker::askToDeleteRow(int row) {
+    if (!editing_ || !model_.canDeleteRows() || row < 0 || row >= tableView_->count()) return;
+    rowToDelete_ = row;
+    tableView_->setCurrentRow(row);
+    confirmLabel_->setText(QString::fromStdString(model_.deleteConfirmationText(row)));
+    editBar_->hide();
+    confirmBar_->show();
+    cancelDelete_->setFocus();
+}
+
+void PagePicker::dismissDeleteConfirmation() {
+    rowToDelete_ = -1;
+    confirmBar_->hide();
+    editBar_->setVisible(editing_);
+}
+
+bool PagePicker::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == tableView_ && event->type() == QEvent::KeyPress && editing_) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Delete || key == Qt::Key_Backspace) {
+            askToDeleteSelectedRow();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void PagePicker::moveSelectedRow(int by) {

@@ -1,6 +1,7 @@
 // The page picker: a list of the book's pages with their thumbnails under the book's name, an add button
-// and an edit button. Editing reorders rows (drag, or the move buttons) and deletes them. Shown as a
-// popover under the title button on a tablet and over the whole editor on a phone.
+// and an edit button. Editing reorders rows (drag, or the move buttons) and deletes them: each row then
+// shows a delete control, which asks first, naming what goes with the page. Shown as a popover under the
+// title button on a tablet and over the whole editor on a phone.
 #pragma once
 
 #include <QListWidget>
@@ -8,6 +9,7 @@
 
 #include "shell/pages/PagePickerModel.h"
 
+class QAbstractButton;
 class QLabel;
 class QPushButton;
 
@@ -26,9 +28,19 @@ class PagePicker : public QWidget {
 
     void editButtonTapped();
     bool isEditing() const { return editing_; }
-    // The selected row while editing: deleted, or moved by one.
-    void deleteSelectedRow();
+    // While editing, asks whether to delete the row (the selected one for the edit bar's button and the
+    // Delete key); nothing is deleted until the question is answered with its delete button.
+    void askToDeleteRow(int row);
+    void askToDeleteSelectedRow() { askToDeleteRow(tableView_->currentRow()); }
+    // The selected row moved by one while editing.
     void moveSelectedRow(int by);
+    // The delete control of a row while editing; null otherwise.
+    QAbstractButton* deleteControlForRow(int row) const;
+    // The question and its answers; hidden while none is asked.
+    QWidget* deleteConfirmation() const { return confirmBar_; }
+    QLabel* deleteConfirmationLabel() const { return confirmLabel_; }
+    QPushButton* confirmDeleteButton() const { return confirmDelete_; }
+    QPushButton* cancelDeleteButton() const { return cancelDelete_; }
 
     // A popup anchored under the button, or a layer over the whole of `root`.
     void showPopoverFromButton(QWidget* button);
@@ -39,6 +51,7 @@ class PagePicker : public QWidget {
   protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     void reloadRows();
@@ -49,12 +62,21 @@ class PagePicker : public QWidget {
     void setEditing(bool editing);
     void updateButtons();
     void scrollToCurrentRow();
+    // Gives every row its delete control while editing rows can be deleted, and takes them away otherwise.
+    void updateDeleteControls();
+    void dismissDeleteConfirmation();
 
     PagePickerModel model_;
     QLabel* header_ = nullptr;
     QPushButton* addButton_ = nullptr;
     QPushButton* editButton_ = nullptr;
     QWidget* editBar_ = nullptr;
+    QWidget* confirmBar_ = nullptr;
+    QLabel* confirmLabel_ = nullptr;
+    QPushButton* confirmDelete_ = nullptr;
+    QPushButton* cancelDelete_ = nullptr;
+    // The row the question is about; -1 while none is asked.
+    int rowToDelete_ = -1;
     QListWidget* tableView_ = nullptr;
     QImage blank_;
     bool editing_ = false;

@@ -117,6 +117,16 @@ void PagePickerModel::moveRow(std::int64_t from, std::int64_t to) {
     endUpdate();
 }
 
+std::string PagePickerModel::deleteConfirmationText(std::int64_t row) const {
+    const PageContentCounts counts = delegate ? delegate->contentsOfPage(row) : PageContentCounts{};
+    auto amount = [](std::uint64_t n, const char* one, const char* many) {
+        return n == 0 ? std::string("no ") + many : std::to_string(n) + " " + (n == 1 ? one : many);
+    };
+    return "Delete page " + std::to_string(row + 1) + "? Its " + amount(counts.strokes, "stroke", "strokes") + ", " +
+           amount(counts.pictures, "picture", "pictures") + " and " +
+           amount(counts.textBoxes, "text box", "text boxes") + " go with it. This cannot be undone.";
+}
+
 void PagePickerModel::addButtonTapped() {
     if (isLockedForEditing_) return;
     isUpdating = true;

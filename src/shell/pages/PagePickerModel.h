@@ -15,6 +15,13 @@
 
 namespace velumen {
 
+// What a page holds, for the question asked before it is deleted.
+struct PageContentCounts {
+    std::uint64_t strokes = 0;
+    std::uint64_t pictures = 0;
+    std::uint64_t textBoxes = 0;
+};
+
 // The editor's side of the picker.
 class PagePickerDelegate {
   public:
@@ -25,6 +32,8 @@ class PagePickerDelegate {
     virtual void didAddPageAtIndex(std::int64_t index) = 0;
     // A picture of the page for its row; a null image shows the blank page.
     virtual QImage thumbnailImageForPage(std::int64_t index) = 0;
+    // What goes with the page when it is deleted.
+    virtual PageContentCounts contentsOfPage(std::int64_t index) = 0;
 };
 
 // Page index to picture, holding at most `limit` entries; the least recently used one goes first.
@@ -111,7 +120,11 @@ class PagePickerModel {
     bool canDeleteRows() const { return !isLockedForEditing_ && numberOfPages_ >= 2; }
     bool canMoveRows() const { return !isLockedForEditing_; }
 
-    // The user's structure changes; each ends by scheduling a reload half a second later.
+    // The question asked before a row is deleted, naming what goes with the page.
+    std::string deleteConfirmationText(std::int64_t row) const;
+
+    // The user's structure changes; each ends by scheduling a reload half a second later. A delete is
+    // the last step of editing: a row's delete control, then the confirmation.
     void deleteRow(std::int64_t row);
     void moveRow(std::int64_t from, std::int64_t to);
     void addButtonTapped();

@@ -3,13 +3,18 @@
 // turns, the lift-off geometry, and per-page undo stacks through moves and deletes.
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QApplication>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
 #include <QElapsedTimer>
 #include <QWidget>
 #include <cmath>
 #include <vector>
 
 #include "shell/pages/PageNavigator.h"
+#include "shell/pages/PagePicker.h"
 #include "shell/pages/PageTurnOverlay.h"
 
 namespace {
@@ -139,6 +144,59 @@ TEST_F(Navigator, DeletingTheCurrentPageShowsTheNextAndTheOnlyPageStays) {
     nav.didDeletePageWithIndex(0);
     EXPECT_EQ(book->pages().size(), 1u);
     EXPECT_EQ(dirty, before);
+}
+
+TEST_F(Navigator, APageIsDeletedOnlyAfterItsRowControlAndTheConfirmationThatCountsItsContents) {
+    makeBook(3);
+    // Page 2 holds two strokes joined in one run (as a close joins them) and a third of its own.
+    auto ink = std::make_shared<KVSPointSetArray>();
+    float* joined = ink->addPointSetWithSize(4)->buffer();
+    const float dots[] = {100, 100, 4, 102, 100, 4, 600, 900, 4, 601, 901, 4};
+    std::copy(std::begin(dots), std::end(dots), joined);
+    ink->addPointSetWithSize(1)->buffer()[2] = 3;
+    original[1]->pointSets = ink;
+    original[1]->textBoxes.push_back(nullptr);
+
+    const SteadyClock clock;
+    PagePicker picker(clock);
+    picker.model().delegate = &nav;
+    nav.setPagePicker(&picker.model());
+    picker.model().setNumberOfPages(3);
+    picker.show();
+    picker.model().reloadTableData();
+    ASSERT_EQ(picker.tableView()->count(), 3);
+    EXPECT_EQ(picker.deleteControlForRow(1), nullptr);  // no delete outside editing
+
+    QTest::mouseClick(picker.editButton(), Qt::LeftButton);
+    ASSERT_TRUE(picker.isEditing());
+    QAbstractButton* control = picker.deleteControlForRow(1);
+    ASSERT_NE(control, nullptr);
+    QTest::mouseClick(control, Qt::LeftButton);
+    EXPECT_EQ(book->pages().size(), 3u);  // asked, not deleted
+    ASSERT_TRUE(picker.deleteConfirmation()->isVisible());
+    EXPECT_EQ(picker.deleteConfirmationLabel()->text(),
+              "Delete page 2? Its 3 strokes, no pictures and 1 text box go with it. This cannot be undone.");
+    QTest::mouseClick(picker.cancelDeleteButton(), Qt::LeftButton);
+    EXPECT_FALSE(picker.deleteConfirmation()->isVisible());
+    EXPECT_EQ(book->pages().size(), 3u);
+
+    // The Delete key asks about the selected row; the confirmation deletes that page alone.
+    picker.tableView()->setCurrentRow(1);
+    QTest::keyClick(picker.tableView(), Qt::Key_Delete);
+    ASSERT_TRUE(picker.deleteConfirmation()->isVisible());
+    QTest::mouseClick(picker.confirmDeleteButton(), Qt::LeftButton);
+    ASSERT_EQ(book->pages().size(), 2u);
+    EXPECT_EQ(book->pages()[0], original[0]);
+    EXPECT_EQ(book->pages()[1], original[2]);
+
+    // With one page left no row can be deleted.
+    QTest::mouseClick(picker.deleteControlForRow(0), Qt::LeftButton);
+    QTest::mouseClick(picker.confirmDeleteButton(), Qt::LeftButton);
+    ASSERT_EQ(book->pages().size(), 1u);
+    EXPECT_EQ(picker.deleteControlForRow(0), nullptr);
+    picker.askToDeleteRow(0);
+    EXPECT_FALSE(picker.deleteConfirmation()->isVisible());
+    nav.setPagePicker(nullptr);
 }
 
 TEST_F(Navigator, NextOnTheLastPageAddsAPageUnlessLocked) {

@@ -88,6 +88,7 @@ struct RecordingDelegate : PagePickerDelegate {
         image.setPixel(0, 0, qRgb(int(i), 0, 0));
         return image;
     }
+    PageContentCounts contentsOfPage(std::int64_t) override { return {}; }
     // The caches as the delegate sees them when called: the picker tells it before it shifts anything.
     std::string cachedState() const {
         std::string s = " [";
