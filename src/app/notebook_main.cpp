@@ -123,14 +123,6 @@ int main(int argc, char** argv) {
     QObject::connect(closeBook, &QShortcut::activated, &editor, [&] {
         if (editor.dispatcher.touchMode == TouchModeNone) editor.closeDocumentAndReturnToGallery();
     });
-    auto* lock = new QShortcut(QKeySequence("Ctrl+L"), &editor);
-    QObject::connect(lock, &QShortcut::activated, &editor, [&] {
-        if (!editor.book() || editor.dispatcher.touchMode != TouchModeNone) return;
-        if (editor.book()->isLocked())
-            editor.unlockDocument();
-        else
-            editor.lockDocument();
-    });
 
     editor.resize(600, 750);
     editor.show();

@@ -40,7 +40,10 @@ void PageInkEditor::switchToUndoManagerForCurrentPage() {
 
 UndoManager& PageInkEditor::undoManagerForPage(const FoliantPage& page) {
     auto& slot = undoManagers_[page.pageId()];
-    if (!slot) slot = std::make_unique<UndoManager>();
+    if (!slot) {
+        slot = std::make_unique<UndoManager>();
+        slot->setGroupOpenedListener([this] { call(hooks_.undoGroupOpened); });
+    }
     return *slot;
 }
 

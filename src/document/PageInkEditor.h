@@ -28,6 +28,9 @@ struct PageInkEditorHooks {
     std::function<void()> registerDocumentChange;
     // Enables the undo and redo buttons by the current stack.
     std::function<void()> updateUndoToolbarButtons;
+    // An edit opened a new undo group on some page's stack: the owner of the event loop closes it
+    // (endUndoGrouping) once the present turn of the loop is over, so that every user action is one step.
+    std::function<void()> undoGroupOpened;
 };
 
 class PageInkEditor : public InkCommitTarget {

@@ -10,8 +10,10 @@ void UndoManager::registerUndo(Action inverse) {
         replayGroup_.push_back(std::move(inverse));
         return;
     }
+    const bool opens = openGroup_.empty();
     openGroup_.push_back(std::move(inverse));
     redoStack_.clear();
+    if (opens && groupOpenedListener_) groupOpenedListener_();
 }
 
 void UndoManager::endUndoGrouping() {

@@ -43,6 +43,9 @@ class UndoManager {
 
     // Called whenever the stacks change: a group closed, an undo or redo ran, the stacks were emptied.
     void setCheckpointListener(std::function<void()> listener) { checkpointListener_ = std::move(listener); }
+    // Called when a registration opens a new group, so that the owner of the event loop can close it at
+    // the end of the present turn, whatever event started the action.
+    void setGroupOpenedListener(std::function<void()> listener) { groupOpenedListener_ = std::move(listener); }
 
     // Empties both stacks and the open group.
     void removeAllActions();
@@ -60,6 +63,7 @@ class UndoManager {
     bool undoing_ = false;
     bool redoing_ = false;
     std::function<void()> checkpointListener_;
+    std::function<void()> groupOpenedListener_;
 };
 
 }  // namespace velumen

@@ -101,13 +101,16 @@ void EditorViewport::ensurePanZoomAreInBoundsForFrameSize(Size frameSize) {
     }
 }
 
-void EditorViewport::resetViewPanDelta() {
+void EditorViewport::resetViewPanDelta(bool animated) {
     const double limit = -(eaglFrameSize.height - visibleFrameSize.height);
     if (viewPanDelta.y < limit) viewPanDelta.y = limit;
     if (viewPanDelta.y > 0) viewPanDelta.y = 0;
     viewPanDelta.x = 0;
     surfaceTranslation = {0, viewPanDelta.y};
-    if (setSurfaceTranslation) setSurfaceTranslation(surfaceTranslation);
+    if (animated && animateSurfaceTranslation)
+        animateSurfaceTranslation(surfaceTranslation);
+    else if (setSurfaceTranslation)
+        setSurfaceTranslation(surfaceTranslation);
 }
 
 bool EditorViewport::zoomStep(Point mid, float distance, Point touchDownCanvasPoint,

@@ -55,6 +55,9 @@ class EditorViewport {
     // ---- Hooks; any may be empty ----
     // The surface view's transform: a translation by the overshoot.
     std::function<void(Point)> setSurfaceTranslation;
+    // The same, moving there in a short animation from where the surface is now (the spring-back at the
+    // end of a touch); without it the surface is set at once.
+    std::function<void(Point)> animateSurfaceTranslation;
     // Repaint the page now with the current zoom and ink pan.
     std::function<void()> redrawAllLines;
 
@@ -71,8 +74,8 @@ class EditorViewport {
     void updateInkPanDeltaForFrameSize(Size frameSize);
     void ensurePanZoomAreInBounds() { ensurePanZoomAreInBoundsForFrameSize(eaglFrameSize); }
     void ensurePanZoomAreInBoundsForFrameSize(Size frameSize);
-    // Takes the overshoot back (at the end of every touch).
-    void resetViewPanDelta();
+    // Takes the overshoot back; at the end of a touch `animated`, so that the page springs back.
+    void resetViewPanDelta(bool animated = false);
     // The overshoot of a value beyond [min, max]: value - min below, value - max above, else 0.
     static float getViewPan(float value, float min, float max);
     // The zoom ratio of two finger distances with a dead band of `boundary` on either side.

@@ -276,7 +276,7 @@ void TouchDispatcher::touchesEndedOrCancelled(const std::vector<TouchRecord>& ra
 }
 
 void TouchDispatcher::closeGesture() {
-    viewport_.resetViewPanDelta();
+    viewport_.resetViewPanDelta(true);
     if (hooks.hidePositionSatelliteView) hooks.hidePositionSatelliteView();
     touchMode = TouchModeNone;
 }

@@ -271,6 +271,7 @@ bool TouchRouter::routeWheel(QWheelEvent* event) {
     viewport_.updateInkPanDelta();
     viewport_.resetViewPanDelta();
     if (viewport_.redrawAllLines) viewport_.redrawAllLines();
+    if (didMovePageByWheel) didMovePageByWheel();
     event->accept();
     return true;
 }

@@ -33,6 +33,8 @@ class TouchRouter : public QObject {
 
     // Called after each routed event (the undo group closes, the view repaints).
     std::function<void()> didRouteEvent;
+    // Called after the wheel panned or zoomed the page.
+    std::function<void()> didMovePageByWheel;
     // Swipes in from the screen's edges, which see every touch around the page's own handling; may be null.
     ScreenEdgeSwipes* edgeSwipes = nullptr;
 

@@ -16,6 +16,7 @@
 #include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
+#include <QVariantAnimation>
 #include <cmath>
 
 #include "shell/pages/PageIcons.h"
@@ -66,6 +67,11 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     sampler.setFrameUpdateNeeded = [this] { compositor.isFrameUpdateNeeded = true; };
     viewport.redrawAllLines = [this] { redrawAllLines(); };
     router.didRouteEvent = [this] { editor.endUndoGrouping(); };
+    // Whatever started an edit (a touch, a key, a menu, a timer), its group closes with this turn of the
+    // event loop: one user action, one undo step.
+    editor.hooks().undoGroupOpened = [this] {
+        QMetaObject::invokeMethod(this, [this] { editor.endUndoGrouping(); }, Qt::QueuedConnection);
+    };
     dispatcher.isPencilConnected = stylusDetector.isPencilConnected();
     stylusDetector.didChangeState = [this](StylusDetector& d) {
         dispatcher.isPencilConnected = d.isPencilConnected();
@@ -91,16 +97,41 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     };
     router.edgeSwipes = &edgeSwipes;
 
+    // The map of the page while it is panned or zoomed: at every two-finger step, gone at the touch's end;
+    // after the wheel it lingers a moment.
+    positionSatelliteView_ = new KPositionSatelliteView(eaglFrame_);
+    dispatcher.hooks.showPositionSatelliteView = [this] { showPositionSatelliteView(); };
+    dispatcher.hooks.hidePositionSatelliteView = [this] { hidePositionSatelliteView(); };
+    router.didMovePageByWheel = [this] {
+        showPositionSatelliteView();
+        positionSatelliteView_->fadeOut(kWheelMapLingerMilliseconds);
+    };
+
     if (surface.viewDidLoad()) {
         canvas_ = surface.createWidget(eaglFrame_);
         compositor.initializeEagl(canvas_->devicePixelRatioF());
         compositor.loadFixedTextures();
         sampler.renderer = &compositor;
         router.attach(canvas_);
-        // Overshoot moves the surface inside its frame.
+        // Overshoot moves the surface inside its frame; at the end of a touch it springs back.
+        springBack_ = new QVariantAnimation(this);
+        springBack_->setDuration(kSpringBackMilliseconds);
+        springBack_->setEasingCurve(QEasingCurve::InOutQuad);
+        connect(springBack_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
+            canvas_->setGeometry(QRect(value.toPoint(), eaglFrame_->size()));
+        });
         viewport.setSurfaceTranslation = [this](Point t) {
+            springBack_->stop();
             canvas_->setGeometry(
                 QRect(QPoint(int(std::lround(t.x)), int(std::lround(t.y))), eaglFrame_->size()));
+        };
+        viewport.animateSurfaceTranslation = [this](Point t) {
+            const QPoint target(int(std::lround(t.x)), int(std::lround(t.y)));
+            springBack_->stop();
+            if (canvas_->pos() == target) return viewport.setSurfaceTranslation(t);
+            springBack_->setStartValue(canvas_->pos());
+            springBack_->setEndValue(target);
+            springBack_->start();
         };
         surface.eaglView().eaglViewDidLayoutSubViews = [this] { compositor.isFrameUpdateNeeded = true; };
     } else {
@@ -116,7 +147,8 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     for (const auto& [key, index] : penKeys) {
         auto* shortcut = new QShortcut(QKeySequence(key), this);
         connect(shortcut, &QShortcut::activated, this, [this, index = index] {
-            if (dispatcher.touchMode == TouchModeNone) setPenTypeIndex(index);
+            // The keys stand for the pen button, which a locked book does not show.
+            if (dispatcher.touchMode == TouchModeNone && !isBookLocked()) setPenTypeIndex(index);
         });
     }
     auto* undo = new QShortcut(QKeySequence::Undo, this);
@@ -129,6 +161,8 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     connect(previousPage, &QShortcut::activated, this, [this] { previousPageButtonTapped(); });
     auto* settings = new QShortcut(QKeySequence::Preferences, this);
     connect(settings, &QShortcut::activated, this, [this] { showInputSettings(); });
+    auto* lock = new QShortcut(QKeySequence("Ctrl+L"), this);
+    connect(lock, &QShortcut::activated, this, [this] { toggleLockTapped(); });
     auto* settingsAlt = new QShortcut(QKeySequence("Ctrl+,"), this);
     connect(settingsAlt, &QShortcut::activated, this, [this] { showInputSettings(); });
     updateStylusView();
@@ -164,7 +198,11 @@ void FoliantViewController::buildToolbar() {
     undoButton_ = button("\u21B6", "Undo (hold for the menu)");
     redoButton_ = button("\u21B7", "Redo");
     _stylusButton = button("\u270E", "Draw with the stylus only");
-    for (QToolButton* b : {undoButton_, redoButton_, _stylusButton})
+    unlockButton_ = button("Unlock", "This book is locked: it can be viewed, not changed. Unlock it for editing (Ctrl+L)");
+    unlockButton_->setObjectName("unlockButton");
+    unlockButton_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    unlockButton_->setIcon(QIcon(QPixmap::fromImage(pageIconImage("lock icon.png", 2))));
+    for (QToolButton* b : {unlockButton_, undoButton_, redoButton_, _stylusButton})
         bar->addWidget(b);
     // Undo: a tap undoes, a press held for 0.3 s opens the menu instead.
     undoMenuTimer_ = new QTimer(this);
@@ -177,6 +215,21 @@ void FoliantViewController::buildToolbar() {
     connect(undoButton_, &QToolButton::clicked, this, [this] { undoButtonTapped(); });
     connect(redoButton_, &QToolButton::clicked, this, [this] { redoButtonTapped(); });
     connect(_stylusButton, &QToolButton::clicked, this, [this] { stylusTapped(); });
+    connect(unlockButton_, &QToolButton::clicked, this, [this] { unlockBttonTapped(); });
+    updateUnlockView();
+}
+
+void FoliantViewController::setToolbarLocked(bool locked) {
+    toolbarLocked_ = locked;
+    updateUnlockView();
+}
+
+void FoliantViewController::updateUnlockView() {
+    // The editing buttons give way to the unlock button in a locked book.
+    undoButton_->setVisible(!toolbarLocked_);
+    redoButton_->setVisible(!toolbarLocked_);
+    unlockButton_->setVisible(toolbarLocked_);
+    if (toolbarLocked_ && _undoActionSheet) _undoActionSheet->close();
 }
 
 FoliantViewController::~FoliantViewController() {
@@ -218,6 +271,14 @@ void FoliantViewController::showPageInk() {
     compositor.isFrameUpdateNeeded = true;
 }
 
+void FoliantViewController::showPositionSatelliteView() {
+    positionSatelliteView_->showFrame(viewport.currentFrame(), QString::fromStdString(viewport.percentageText()));
+}
+
+void FoliantViewController::hidePositionSatelliteView() {
+    positionSatelliteView_->fadeOut();
+}
+
 void FoliantViewController::syncCompositor() {
     compositor.zoomFactor = viewport.zoomFactor;
     compositor.inkPanDelta = viewport.inkPanDelta;
@@ -241,7 +302,9 @@ void FoliantViewController::layoutForSize(Size size) {
         if (this->size() != pixels) resize(pixels);
         eaglFrame_->setGeometry(QRect(QPoint(0, 0), pixels));
     }
+    positionSatelliteView_->placeInParent();
     if (canvas_) {
+        springBack_->stop();
         canvas_->setGeometry(QRect(QPoint(0, 0), pixels));
         surface.eaglView().layoutSubviews(size);
     }
@@ -387,20 +450,20 @@ void FoliantViewController::undoButtonTouchCancel() {
 void FoliantViewController::undoButtonTapped() {
     undoMenuTimer_->stop();
     if (_undoActionSheet && _undoActionSheet->isVisible()) return;
-    if (dispatcher.touchMode != TouchModeNone) return;
+    if (dispatcher.touchMode != TouchModeNone || isBookLocked()) return;
     UndoManager* manager = editor.undoManager();
     if (manager && manager->canUndo()) manager->undo();
 }
 
 void FoliantViewController::redoButtonTapped() {
-    if (dispatcher.touchMode != TouchModeNone) return;
+    if (dispatcher.touchMode != TouchModeNone || isBookLocked()) return;
     UndoManager* manager = editor.undoManager();
     if (manager && manager->canRedo()) manager->redo();
 }
 
 void FoliantViewController::showUndoRedoMenu() {
     UndoManager* manager = editor.undoManager();
-    if (!manager || (!manager->canUndo() && !manager->canRedo())) return;
+    if (isBookLocked() || !manager || (!manager->canUndo() && !manager->canRedo())) return;
     delete _undoActionSheet;
     _undoActionSheet = new QMenu(this);
     if (manager->canUndo()) _undoActionSheet->addAction("Undo", this, [this] { undoButtonTapped(); });

@@ -25,12 +25,14 @@
 #include "render/EAGLViewController.h"
 #include "render/PageCompositor.h"
 #include "shell/FoliantGlobals.h"
+#include "shell/KPositionSatelliteView.h"
 #include "shell/pages/PageNavigator.h"
 #include "shell/WristGuardView.h"
 
 class QMenu;
 class QTimer;
 class QToolButton;
+class QVariantAnimation;
 
 namespace velumen {
 
@@ -81,8 +83,19 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     void closeDocumentWithCompletion(Completion completion);
     // Closes the book and goes back to where books are chosen (returnToGallery).
     void closeDocumentAndReturnToGallery();
+    // Locks the book: input goes off, the book is saved with a new preview, and once that is written the
+    // toolbar turns to its locked form (undo, redo and the other editing buttons hidden, unlock shown).
     void lockDocument();
+    // Unlocks it: the flag changes and the toolbar shows its editing buttons again; nothing is saved.
     void unlockDocument();
+    // The toolbar's unlock button (and its key), honoured only while no gesture runs.
+    void unlockBttonTapped();
+    // Ctrl+L: locks an unlocked book, unlocks a locked one; only while no gesture runs.
+    void toggleLockTapped();
+    // The toolbar's lock state, as it was last told, and the buttons it shows for it.
+    void setToolbarLocked(bool locked);
+    bool isToolbarLocked() const { return toolbarLocked_; }
+    void updateUnlockView();
     // The window hidden or minimised, or the application quitting; and back.
     void applicationWillResignActive();
     void applicationDidBecomeActive();
@@ -123,6 +136,15 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // The menu of a long press on undo: "Undo" and "Redo" where possible, and "Cancel".
     void showUndoRedoMenu();
 
+    // ---- Pan and zoom ----
+    // The map of the page: shown at 0.4 alpha with the visible part and the zoom; faded out over 0.2 s.
+    void showPositionSatelliteView();
+    void hidePositionSatelliteView();
+    KPositionSatelliteView* positionSatelliteView() const { return positionSatelliteView_; }
+    // The overshoot's spring-back at the end of a touch, and how long the map stays after the wheel.
+    static constexpr int kSpringBackMilliseconds = 200;
+    static constexpr int kWheelMapLingerMilliseconds = 600;
+
     // The settings of touch input (palm rejection, the stylus, the wrist guard, edge swipes).
     void showInputSettings();
 
@@ -133,6 +155,7 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     QToolButton* nextPageButton() const { return nextPageButton_; }
     QToolButton* previousPageButton() const { return previousPageButton_; }
     QToolButton* redoButton() const { return redoButton_; }
+    QToolButton* unlockButton() const { return unlockButton_; }
     WristGuardView* wristGuard() const { return _wristGuard; }
     QMenu* undoActionSheet() const { return _undoActionSheet; }
     QWidget* flashLabel() const { return flashLabel_; }
@@ -161,6 +184,8 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
 
   private:
     bool isFrameLocked() const { return compositor.isFrameLocked; }
+    // The open book is locked against editing (from the moment lockDocument sets the flag).
+    bool isBookLocked() const { return book_ && book_->isLocked(); }
     // The page now as a picture for the book's preview; null without GL.
     KImagePtr thumbnailForBook();
     void buildToolbar();
@@ -184,10 +209,14 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     QToolButton* nextPageButton_ = nullptr;
     QToolButton* previousPageButton_ = nullptr;
     QToolButton* redoButton_ = nullptr;
+    QToolButton* unlockButton_ = nullptr;
+    bool toolbarLocked_ = false;
     QTimer* undoMenuTimer_ = nullptr;
     QMenu* _undoActionSheet = nullptr;
     QWidget* flashLabel_ = nullptr;
     WristGuardView* _wristGuard = nullptr;
+    KPositionSatelliteView* positionSatelliteView_ = nullptr;
+    QVariantAnimation* springBack_ = nullptr;
     DisplayLink displayLink_;
 };
 

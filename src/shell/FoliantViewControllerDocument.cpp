@@ -53,6 +53,7 @@ void FoliantViewController::documentWasLoaded() {
         registerDocumentChange();
     }
     handleDocumentChanged();
+    setToolbarLocked(book.isLocked());
     isEditorActive = true;
     toolbar_->setEnabled(true);
     eaglFrame_->setEnabled(true);
@@ -199,7 +200,12 @@ void FoliantViewController::lockDocument() {
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
     lastChangeDate = FoliantGlobals::referenceDateNow();
     if (pageNavigator && pageNavigator->pagePicker()) pageNavigator->pagePicker()->setIsLockedForEditing(true);
-    updateThumbnailAndSaveDocumentWithCompletion([this](bool) { setEnabled(true); });
+    FoliantDocument* locking = document_.get();
+    updateThumbnailAndSaveDocumentWithCompletion([this, locking](bool) {
+        // The toolbar learns of the lock once the book holding it is written.
+        if (document_.get() == locking && isBookLocked()) setToolbarLocked(true);
+        setEnabled(true);
+    });
 }
 
 void FoliantViewController::unlockDocument() {
@@ -207,6 +213,19 @@ void FoliantViewController::unlockDocument() {
     book_->setIsLocked(false);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
     if (pageNavigator && pageNavigator->pagePicker()) pageNavigator->pagePicker()->setIsLockedForEditing(false);
+    setToolbarLocked(false);
+}
+
+void FoliantViewController::unlockBttonTapped() {
+    if (dispatcher.touchMode == TouchModeNone && isBookLocked()) unlockDocument();
+}
+
+void FoliantViewController::toggleLockTapped() {
+    if (!book_ || dispatcher.touchMode != TouchModeNone) return;
+    if (book_->isLocked())
+        unlockDocument();
+    else
+        lockDocument();
 }
 
 void FoliantViewController::applicationWillResignActive() {

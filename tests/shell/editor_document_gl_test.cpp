@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QToolButton>
 #include <sys/stat.h>
 
 #include "document/MappedFile.h"
@@ -111,14 +112,20 @@ TEST(EditorDocument, AnAutosaveWaitsForTheFingerAndThenSavesOnce) {
     EXPECT_EQ(inodeOf(e.path), before);
     e.touch(TouchPhase::Ended, {325, 230});
 
-    // About a second after the lift exactly one save, holding the stroke.
+    // After the lift (the retry runs once a second) exactly one save, holding the stroke: once it is seen,
+    // two more retry periods pass without another.
     std::vector<ino_t> seen;
+    auto look = [&] {
+        const ino_t now = inodeOf(e.path);
+        if (now != before && (seen.empty() || seen.back() != now)) seen.push_back(now);
+        return !seen.empty();
+    };
+    ASSERT_TRUE(QTest::qWaitFor(look, 15000));
     QElapsedTimer clock;
     clock.start();
     while (clock.elapsed() < 2200) {
         QTest::qWait(10);
-        const ino_t now = inodeOf(e.path);
-        if (now != before && (seen.empty() || seen.back() != now)) seen.push_back(now);
+        look();
     }
     EXPECT_EQ(seen.size(), 1u);
     EXPECT_FALSE(e.vc.didAbortAutoSave);
@@ -183,10 +190,11 @@ TEST(EditorDocument, ALockedBookComesThroughViewingAndPageTurnsByteForByte) {
     const QByteArray original = bytesOf(e.path);
 
     ASSERT_TRUE(e.open());
+    auto turned = [&] { return e.vc.pageNavigator->pendingPageTurnOperations() == 0; };
     e.vc.pageNavigator->turnToPage(1, true);
-    QTest::qWait(500);
+    QTRY_VERIFY(turned());
     e.vc.nextPageButtonTapped();
-    QTest::qWait(500);
+    QTRY_VERIFY(turned());
     e.vc.nextPageButtonTapped();  // the last page of a locked book adds none
     EXPECT_EQ(e.vc.book()->pages().size(), 3u);
     e.vc.viewport.setCanvasPoint({300, 300}, {100, 100}, e.vc.viewport.minZoomFactor * 3);
@@ -195,6 +203,63 @@ TEST(EditorDocument, ALockedBookComesThroughViewingAndPageTurnsByteForByte) {
     e.vc.applicationDidBecomeActive();
     ASSERT_TRUE(e.close());
     EXPECT_EQ(bytesOf(e.path), original);
+}
+
+TEST(EditorDocument, LockingHidesTheEditingButtonsAndNoKeyOrButtonChangesTheBookUntilUnlocked) {
+    EditorWithFile e;
+    e.write(*newOnePageBook());
+    ASSERT_TRUE(e.open());
+    e.vc.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&e.vc));
+    e.stroke(200);
+    e.stroke(300);
+    QApplication::processEvents();
+    const KVSPointSetArrayPtr ink = e.vc.book()->pointSets();
+    ASSERT_EQ(ink->count(), 2u);
+    EXPECT_TRUE(e.vc.undoButton()->isVisible());
+    EXPECT_FALSE(e.vc.unlockButton()->isVisible());
+
+    // Ctrl+L: the book is saved locked, and only then does the toolbar turn.
+    QTest::keyClick(&e.vc, Qt::Key_L, Qt::ControlModifier);
+    EXPECT_TRUE(e.vc.book()->isLocked());
+    QTRY_VERIFY_WITH_TIMEOUT(e.vc.unlockButton()->isVisible(), 10000);
+    EXPECT_FALSE(e.vc.undoButton()->isVisible());
+    EXPECT_FALSE(e.vc.redoButton()->isVisible());
+    FoliantDocument::waitForAllWrites();
+    QTRY_VERIFY_WITH_TIMEOUT(!e.vc.document()->hasUnsavedChanges(), 10000);
+    const QByteArray locked = bytesOf(e.path);
+    ASSERT_TRUE(readBack(e.path)->isLocked());
+
+    // Undo and redo by key, button and menu, the pen keys and a stroke: nothing changes.
+    QTest::keyClick(&e.vc, Qt::Key_Z, Qt::ControlModifier);
+    e.vc.undoButtonTapped();
+    e.vc.showUndoRedoMenu();
+    EXPECT_EQ(e.vc.undoActionSheet(), nullptr);
+    EXPECT_EQ(ink->count(), 2u);
+    QTest::keyClick(&e.vc, Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+    e.vc.redoButtonTapped();
+    QTest::keyClick(&e.vc, Qt::Key_E);
+    EXPECT_NE(e.vc.sampler.inkType, 3);
+    e.stroke(500);
+    QApplication::processEvents();
+    EXPECT_EQ(e.vc.book()->pointSets(), ink);
+    EXPECT_EQ(ink->count(), 2u);
+    ASSERT_TRUE(e.close());
+    EXPECT_EQ(bytesOf(e.path), locked);
+
+    // Opened again it shows locked at once; the unlock button saves nothing and gives editing back.
+    ASSERT_TRUE(e.open());
+    EXPECT_TRUE(e.vc.unlockButton()->isVisible());
+    QTest::mouseClick(e.vc.unlockButton(), Qt::LeftButton);
+    EXPECT_FALSE(e.vc.book()->isLocked());
+    EXPECT_FALSE(e.vc.unlockButton()->isVisible());
+    EXPECT_TRUE(e.vc.undoButton()->isVisible());
+    EXPECT_EQ(bytesOf(e.path), locked);
+    e.stroke(500);
+    QApplication::processEvents();
+    EXPECT_EQ(e.vc.book()->pointSets()->count(), 3u);
+    QTest::keyClick(&e.vc, Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(e.vc.book()->pointSets()->count(), 2u);
 }
 
 TEST(EditorDocument, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten) {

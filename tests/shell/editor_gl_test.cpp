@@ -3,6 +3,7 @@
 // dots say.
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QApplication>
 #include <QMouseEvent>
 #include <QPointingDevice>
@@ -196,10 +197,9 @@ TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneB
 
     // Tapping the tab raises the guard over the bottom of the page.
     QTest::mouseClick(e.vc.wristGuard()->tabButton(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 20));
-    QTest::qWait(450);
-    EXPECT_EQ(e.vc.wristGuard()->shownHeight(), 200.0);
+    QTRY_COMPARE(e.vc.wristGuard()->shownHeight(), 200.0);
+    QTRY_COMPARE(QApplication::widgetAt(low), e.vc.wristGuard()->guardView());
     QWidget* onGuard = QApplication::widgetAt(low);
-    ASSERT_EQ(onGuard, e.vc.wristGuard()->guardView());
     EXPECT_EQ(QApplication::widgetAt(high), surface);
 
     // A stroke where the guard lies goes nowhere; one above it draws.
@@ -223,8 +223,7 @@ TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneB
     EXPECT_EQ(e.ink().pointSets().size(), 1u);
     EXPECT_TRUE(e.vc.redoButton()->isEnabled());
     QTest::mousePress(e.vc.undoButton(), Qt::LeftButton, Qt::NoModifier, QPoint(), 1000);
-    QTest::qWait(400);
-    ASSERT_NE(e.vc.undoActionSheet(), nullptr);
+    QTRY_VERIFY(e.vc.undoActionSheet() != nullptr);
     QStringList entries;
     for (QAction* a : e.vc.undoActionSheet()->actions())
         if (!a->isSeparator()) entries << a->text();
@@ -238,6 +237,77 @@ TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneB
     QTest::mouseClick(e.vc.undoButton(), Qt::LeftButton, Qt::NoModifier, QPoint(), 1000);
     EXPECT_TRUE(e.ink().pointSets().empty());
     EXPECT_FALSE(e.vc.undoButton()->isEnabled());
+}
+
+TEST(EditorEndToEnd, TwoFingersShowThePositionMapAndAnOvershootSpringsBack) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    QWidget* surface = e.vc.touchTarget();
+    QWidget* frame = surface->parentWidget();
+    QPointingDevice* screen = QTest::createTouchDevice();
+    KPositionSatelliteView* map = e.vc.positionSatelliteView();
+    ASSERT_FALSE(map->isVisible());
+    auto fingers = [&](double y0, double y1, double spread) {
+        return std::pair{QPoint(250 - int(spread / 2), int(y0)), QPoint(250 + int(spread / 2), int(y1))};
+    };
+
+    // Both fingers drag down past the top of the page at the fit view: the surface slides with them.
+    auto [a, b] = fingers(300, 300, 100);
+    QTest::touchEvent(frame, screen).press(0, a, frame).press(1, b, frame);
+    for (int dy = 10; dy <= 60; dy += 10) {
+        std::tie(a, b) = fingers(300 + dy, 300 + dy, 100);
+        QTest::touchEvent(frame, screen).move(0, a, frame).move(1, b, frame);
+    }
+    EXPECT_EQ(surface->y(), 60);
+    EXPECT_TRUE(map->isVisible());
+    EXPECT_DOUBLE_EQ(map->alpha(), KPositionSatelliteView::kShownAlpha);
+    EXPECT_EQ(map->percentageText(), "1.0x");
+    // At the lift it springs back over a moment rather than jumping, and the map fades.
+    QTest::touchEvent(frame, screen).release(0, a, frame).release(1, b, frame);
+    EXPECT_GT(surface->y(), 0);
+    QTRY_COMPARE(surface->y(), 0);
+    QTRY_VERIFY(!map->isVisible());
+
+    // Spreading the fingers from 100 to 200 points zooms by 200 / 105; the map says so.
+    std::tie(a, b) = fingers(300, 300, 100);
+    QTest::touchEvent(frame, screen).press(0, a, frame).press(1, b, frame);
+    std::tie(a, b) = fingers(300, 300, 200);
+    QTest::touchEvent(frame, screen).move(0, a, frame).move(1, b, frame);
+    EXPECT_EQ(map->percentageText(), "1.9x");
+    EXPECT_NEAR(e.vc.viewport.zoomFactor / e.vc.viewport.minZoomFactor, 200.0 / 105.0, 1e-5);
+    QTest::touchEvent(frame, screen).release(0, a, frame).release(1, b, frame);
+    QTRY_VERIFY(!map->isVisible());
+}
+
+TEST(EditorEndToEnd, EveryActionIsItsOwnUndoStepWhateverStartedIt) {
+    Editor e;
+    auto runOf = [](float x) {
+        auto runs = std::make_shared<KVSPointSetArray>();
+        float* dot = runs->addPointSetWithSize(1)->buffer();
+        dot[0] = x;
+        dot[1] = 100;
+        dot[2] = 6;
+        return runs;
+    };
+    // Two edits made by a command (a menu entry or a key), outside any touch, each in its own turn of the
+    // event loop, then a stroke: three steps.
+    QAction command;
+    float x = 100;
+    QObject::connect(&command, &QAction::triggered, [&] { e.vc.editor.addPointSets(runOf(x += 50)); });
+    command.trigger();
+    QApplication::processEvents();
+    command.trigger();
+    QApplication::processEvents();
+    QWidget* surface = e.vc.touchTarget();
+    QTest::mousePress(surface, Qt::LeftButton, Qt::NoModifier, QPoint(100, 300));
+    for (int i = 1; i <= 10; ++i)
+        QTest::mouseMove(surface, QPoint(100 + 10 * i, 300));
+    QTest::mouseRelease(surface, Qt::LeftButton, Qt::NoModifier, QPoint(200, 300));
+    ASSERT_EQ(e.ink().count(), 3u);
+    for (std::size_t left : {2u, 1u, 0u}) {
+        e.vc.undoButtonTapped();
+        EXPECT_EQ(e.ink().count(), left);
+    }
 }
 
 TEST(EditorEndToEnd, TenEraserStampsInOneTickCostOneRepaint) {

@@ -60,6 +60,24 @@ QImage blankPage(double scale) {
     return image;
 }
 
+// A closed padlock, for the button that unlocks a locked book.
+QImage padlock(double scale) {
+    QImage image = canvas(30, 30, scale);
+    QPainter p(&image);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(QColor(40, 40, 40), 2.4, Qt::SolidLine, Qt::RoundCap));
+    p.setBrush(Qt::NoBrush);
+    p.drawArc(QRectF(9.5, 4, 11, 14), 0, 180 * 16);
+    p.drawLine(QPointF(9.5, 11), QPointF(9.5, 14));
+    p.drawLine(QPointF(20.5, 11), QPointF(20.5, 14));
+    p.setPen(Qt::NoPen);
+    p.setBrush(QColor(40, 40, 40));
+    p.drawRoundedRect(QRectF(6, 14, 18, 13), 2.5, 2.5);
+    p.setBrush(Qt::white);
+    p.drawEllipse(QPointF(15, 20), 2, 2);
+    return image;
+}
+
 }  // namespace
 
 QImage pageIconImage(std::string_view name, double scale) {
@@ -67,6 +85,7 @@ QImage pageIconImage(std::string_view name, double scale) {
     if (name == "right arrow.png") return rightArrow(scale);
     if (name == "add page icon.png") return addPage(scale);
     if (name == "blank page thumbnail.png") return blankPage(scale);
+    if (name == "lock icon.png") return padlock(scale);
     return {};
 }
 

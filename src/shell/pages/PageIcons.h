@@ -1,5 +1,6 @@
-// The pictures of page navigation, drawn here: "right arrow.png" and "add page icon.png" for the next
-// button, and "blank page thumbnail.png" for a picker row whose picture is not made yet.
+// The toolbar's pictures, drawn here: "right arrow.png" and "add page icon.png" for the next button,
+// "blank page thumbnail.png" for a picker row whose picture is not made yet, and "lock icon.png" for the
+// button that unlocks a locked book.
 #pragma once
 
 #include <QImage>
