@@ -53,7 +53,6 @@ void FoliantViewController::documentWasLoaded() {
         registerDocumentChange();
     }
     handleDocumentChanged();
-    setToolbarLocked(book.isLocked());
     isEditorActive = true;
     toolbar_->setEnabled(true);
     eaglFrame_->setEnabled(true);
@@ -61,6 +60,7 @@ void FoliantViewController::documentWasLoaded() {
 
 void FoliantViewController::handleDocumentChanged() {
     editor.removeAllUndoManagers();
+    setToolbarLocked(isBookLocked());
     viewport.handleDocumentChanged();
     if (pageNavigator) {
         pageNavigator->updatePageTitle();
