@@ -1,5 +1,6 @@
 #include "shell/TouchReplay.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -18,8 +19,9 @@ void choosePen(FoliantViewController& editor, const ScriptPen& pen) {
 void setZoomAboutMiddle(FoliantViewController& editor, float zoom) {
     EditorViewport& viewport = editor.viewport;
     const Point middle{viewport.eaglFrameSize.width / 2, viewport.eaglFrameSize.height / 2};
-    // The page point under the middle stays there; the limits may move it when they cut the zoom.
-    viewport.setCanvasPoint(viewport.eaglPointFromViewPoint(middle), middle, zoom);
+    // Within the limits first, so that the page point under the middle stays there, as with the wheel.
+    const float limited = std::clamp(zoom, viewport.minZoomFactor, viewport.maxZoomFactor);
+    viewport.setCanvasPoint(viewport.eaglPointFromViewPoint(middle), middle, limited);
     viewport.updateInkPanDelta();
     viewport.resetViewPanDelta();
     if (viewport.redrawAllLines) viewport.redrawAllLines();

@@ -172,6 +172,40 @@ TEST_F(Replay, BadLineStopsWithItsNumberAndWritesNothing) {
     EXPECT_EQ(err.rfind("LINE 3: ", 0), 0u) << err;
 }
 
+// A zoom line zooms about the middle of the view, (300, 375) here, which shows the page's (768, 960) at the
+// first zoom, the page just covering the view; the zoom stays within the page's limits.
+TEST_F(Replay, ZoomLinesZoomAboutTheMiddleWithinTheLimits) {
+    const struct {
+        const char* zoom;
+        float expected;
+        Point pan;
+    } cases[] = {
+        {"1.5", 1.5f, {300 - 768 * 1.5, 375 - 960 * 1.5}},
+        {"100", 0.390625f * 12, {300 - 768 * 4.6875, 375 - 960 * 4.6875}},
+        {"0.01", 0.390625f, {0, 0}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.zoom);
+        const std::string script =
+            std::string("{\"time\":0,\"zoom\":") + c.zoom + "}\n" +
+            "{\"time\":1,\"phase\":\"began\",\"id\":1,\"x\":20,\"y\":20,\"type\":\"finger\",\"view\":[600,750]}\n"
+            "{\"time\":1.1,\"phase\":\"ended\",\"id\":1,\"x\":20,\"y\":20,\"type\":\"finger\",\"view\":[600,750]}\n";
+        fs::remove(dir / "zoom.velumen");
+        ASSERT_EQ(replay(script, "zoom.velumen"), 0);
+        const std::string bytes = slurp(dir / "zoom.velumen");
+        QtImageCodec codec;
+        const auto book = unarchiveFoliantData({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()},
+                                               &codec);
+        ASSERT_TRUE(book && book->currentPage());
+        EXPECT_EQ(book->currentPage()->zoomFactor, c.expected);
+        EXPECT_EQ(book->currentPage()->panDelta, c.pan);
+        // The tap's dot lies where the zoomed page is touched.
+        ASSERT_EQ(book->pointSets()->count(), 1u);
+        const float* dot = book->pointSets()->objectAtIndex(0)->data().floats();
+        EXPECT_NEAR(dot[0], (20 - c.pan.x) / c.expected, 1e-3);
+    }
+}
+
 // ---- Golden ink ----
 
 const char* const kFixtures[] = {"pen0-zoom0.5", "pen0-zoom1.5", "pen1-zoom0.5", "pen1-zoom1.5", "pen2-zoom0.5",
