@@ -79,7 +79,9 @@ std::optional<ScriptPen> penNamed(const QJsonValue& value, std::string& what) {
     ScriptPen pen;
     const std::optional<double> index = number(o, "index");
     if (!index || *index != std::floor(*index) || *index < 0 || *index >= kPenTypeCount) {
-        what = "\"index\" of \"pen\" must be 0 (eraser), 1 (fountain pen), 2 (pencil), 3 (brush) or 4 (hilighter)";
+        what =
+            "\"index\" of \"pen\" must be 0 (eraser), 1 (fountain pen), 2 (pencil), 3 (brush) or 4 "
+            "(hilighter)";
         return std::nullopt;
     }
     pen.index = int(*index);
@@ -100,7 +102,9 @@ std::optional<ScriptPen> penNamed(const QJsonValue& value, std::string& what) {
             if (good) channels[i] = c[i].toDouble();
         }
         if (!good) {
-            what = "\"color\" of \"pen\" must be [red, green, blue] or [red, green, blue, alpha], each from 0 to 1";
+            what =
+                "\"color\" of \"pen\" must be [red, green, blue] or [red, green, blue, alpha], each from 0 "
+                "to 1";
             return std::nullopt;
         }
         pen.color = KColor{channels[0], channels[1], channels[2], channels[3]};
@@ -166,7 +170,8 @@ std::optional<TouchScript> parseTouchScript(const QByteArray& text, std::string&
         const std::optional<TouchPhase> phase = phaseNamed(o.value(QLatin1String("phase")).toString());
         if (!phase) return fail("\"phase\" must be began, moved, stationary, ended or cancelled");
         const std::optional<double> id = number(o, "id");
-        if (!id || *id != std::floor(*id) || std::fabs(*id) > kMaxId) return fail("\"id\" must be an integer");
+        if (!id || *id != std::floor(*id) || std::fabs(*id) > kMaxId)
+            return fail("\"id\" must be an integer");
         const std::optional<double> x = number(o, "x");
         const std::optional<double> y = number(o, "y");
         if (!x || !y) return fail("\"x\" and \"y\" must be numbers");

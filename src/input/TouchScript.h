@@ -40,8 +40,8 @@ class TouchRouter;
 struct ScriptPen {
     // Pen type index of the palettes: 0 eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter.
     int index = 1;
-    std::optional<float> width;    // page units; absent: the width last used with the pen
-    std::optional<KColor> color;   // absent: the colour last used with the pen's ink type
+    std::optional<float> width;   // page units; absent: the width last used with the pen
+    std::optional<KColor> color;  // absent: the colour last used with the pen's ink type
 };
 
 // One event of touches, or one pen or zoom line (then without touches).
