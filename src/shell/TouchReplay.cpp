@@ -9,9 +9,14 @@
 namespace velumen {
 
 void choosePen(FoliantViewController& editor, const ScriptPen& pen) {
-    std::vector<float>& widths = editor.globals.penWidths();
+    // Without a width, the one last used with the pen, as the palette offers it.
+    const std::vector<float>& widths = editor.globals.penWidths();
     const std::size_t index = std::size_t(pen.index);
-    const float width = pen.width ? *pen.width : index < widths.size() ? widths[index] : editor.sampler.currentStrokeThickness;
+    float width = editor.sampler.currentStrokeThickness;
+    if (pen.width)
+        width = *pen.width;
+    else if (index < widths.size())
+        width = widths[index];
     editor.sampler.setPenTypeIndex(pen.index, width, editor.globals.penTables);
     if (pen.color) editor.sampler.setPenColor(*pen.color, editor.globals.penTables);
 }
