@@ -195,7 +195,7 @@ int replay(int argc, char** argv, const std::vector<std::string>& args, const Qt
     FoliantViewController editor(globals, clock);
     if (!screenshotPath.isEmpty() && !editor.hasSurface())
         return failure("no OpenGL context could be made: no screenshot without a display");
-    const Size size = script->events.empty() ? Size{768, 1024} : script->events.front().viewSize;
+    const Size size = script->firstViewSize().value_or(Size{768, 1024});
     editor.layoutForSize(size);
     editor.openBook(book);
     replayTouchScript(editor, clock, *script);

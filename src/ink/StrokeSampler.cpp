@@ -149,6 +149,11 @@ float StrokeSampler::speedScale() const {
     return static_cast<float>(kSpeedReference / touchInterval);
 }
 
+float StrokeSampler::speedArgument(float length) const {
+    // Single precision throughout, left to right: the zoom is a float like the length and the scale.
+    return length * static_cast<float>(zoomFactor) * speedScale();
+}
+
 KVSPointSetPtr StrokeSampler::appendRun(std::uint64_t count) {
     if (!currentPointSets) currentPointSets = std::make_shared<KVSPointSetArray>();
     KVSPointSetPtr run = currentPointSets->addPointSetWithSize(count);
@@ -180,8 +185,7 @@ void StrokeSampler::drawBezierInterpolatedLastSegment(const KLine& line, bool co
             const float dx = static_cast<float>(p1.x - p0.x);
             const float dy = static_cast<float>(p1.y - p0.y);
             const float length = std::sqrt(dx * dx + dy * dy);
-            const float speed = static_cast<float>(static_cast<double>(length) * zoomFactor * speedScale());
-            currentPointSize = T * variablePointSizeRatioForLength(speed);
+            currentPointSize = T * variablePointSizeRatioForLength(speedArgument(length));
         } else {
             currentPointSize = T;
         }
@@ -233,8 +237,7 @@ Point StrokeSampler::drawBezierInterpolatedSegmentWithP0(Point p0, Point p1, Poi
     float* out = run->buffer();
 
     const float T = strokeFactor();
-    const float speed = static_cast<float>(static_cast<double>(length) * zoomFactor * speedScale());
-    const float target = T * variablePointSizeRatioForLength(speed);
+    const float target = T * variablePointSizeRatioForLength(speedArgument(length));
     const float rise = inkAcceleration * T;
     const float fall = inkDeceleration * T;
     const float twoM = static_cast<float>(2 * m);

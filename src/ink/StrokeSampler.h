@@ -135,6 +135,9 @@ class StrokeSampler {
     float strokeFactor() const;
     // (float)(K / touchInterval).
     float speedScale() const;
+    // The argument of the speed curve for a distance in canvas units: view points per 60th of a second,
+    // the product length x zoom x speed scale taken in single precision.
+    float speedArgument(float length) const;
 
     InkCommitTarget& target_;
     const Clock& clock_;

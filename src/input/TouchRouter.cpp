@@ -70,9 +70,19 @@ void TouchRouter::dispatch(const std::vector<TouchRecord>& changed) {
                 }
                 break;
             case TouchPhase::Moved:
-            case TouchPhase::Stationary:
                 if (down_.count(t.id)) moved.push_back(t);
                 break;
+            case TouchPhase::Stationary: {
+                // A touch that did not move adds no sample, unless it is a stylus whose pressure changed:
+                // pressing harder where it is widens the stroke.
+                const auto it = down_.find(t.id);
+                if (it == down_.end()) break;
+                if (t.type == TouchType::Stylus && t.force != it->second.force) {
+                    moved.push_back(t);
+                    moved.back().phase = TouchPhase::Moved;
+                }
+                break;
+            }
             case TouchPhase::Ended:
                 if (down_.count(t.id)) ended.push_back(t);
                 break;

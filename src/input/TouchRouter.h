@@ -51,7 +51,8 @@ class TouchRouter : public QObject {
     std::size_t touchesDown() const { return down_.size(); }
 
   private:
-    // Sends the changed records: began, moved, then ended or cancelled, each with the whole event.
+    // Sends the changed records: began, moved, then ended or cancelled, each with the whole event. A
+    // stationary record is no movement (only a stylus whose pressure changed counts as one).
     void dispatch(const std::vector<TouchRecord>& changed);
 
     TouchDispatcher& dispatcher_;

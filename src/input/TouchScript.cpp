@@ -6,6 +6,7 @@
 #include <QJsonParseError>
 #include <charconv>
 #include <cmath>
+#include <set>
 
 #include "input/TouchRouter.h"
 
@@ -17,6 +18,10 @@ namespace {
 constexpr double kMaxViewSide = 32768;
 // Ids must fit a double exactly.
 constexpr double kMaxId = 9007199254740992.0;
+// Pen type indices of the palettes: the eraser, then the four pens.
+constexpr int kPenTypeCount = 5;
+// The widest pen a script may choose, in page units.
+constexpr double kMaxPenWidth = 1000;
 
 std::string lineError(int line, const std::string& what) {
     char digits[16];
@@ -57,6 +62,56 @@ const char* phaseName(TouchPhase phase) {
     return "moved";
 }
 
+// The pen of a pen line, or an error text.
+std::optional<ScriptPen> penNamed(const QJsonValue& value, std::string& what) {
+    if (!value.isObject()) {
+        what = "\"pen\" must be an object with \"index\" and optionally \"width\" and \"color\"";
+        return std::nullopt;
+    }
+    const QJsonObject o = value.toObject();
+    for (auto it = o.begin(); it != o.end(); ++it) {
+        if (it.key() != QLatin1String("index") && it.key() != QLatin1String("width") &&
+            it.key() != QLatin1String("color")) {
+            what = "\"pen\" has an unknown field \"" + it.key().toStdString() + "\"";
+            return std::nullopt;
+        }
+    }
+    ScriptPen pen;
+    const std::optional<double> index = number(o, "index");
+    if (!index || *index != std::floor(*index) || *index < 0 || *index >= kPenTypeCount) {
+        what =
+            "\"index\" of \"pen\" must be 0 (eraser), 1 (fountain pen), 2 (pencil), 3 (brush) or 4 "
+            "(hilighter)";
+        return std::nullopt;
+    }
+    pen.index = int(*index);
+    if (o.contains(QLatin1String("width"))) {
+        const std::optional<double> width = number(o, "width");
+        if (!width || !(*width > 0) || *width > kMaxPenWidth) {
+            what = "\"width\" of \"pen\" must be a number of page units above 0 and at most 1000";
+            return std::nullopt;
+        }
+        pen.width = float(*width);
+    }
+    if (o.contains(QLatin1String("color"))) {
+        const QJsonArray c = o.value(QLatin1String("color")).toArray();
+        bool good = c.size() == 3 || c.size() == 4;
+        double channels[4] = {0, 0, 0, 1};
+        for (qsizetype i = 0; good && i < c.size(); ++i) {
+            good = c[i].isDouble() && c[i].toDouble() >= 0 && c[i].toDouble() <= 1;
+            if (good) channels[i] = c[i].toDouble();
+        }
+        if (!good) {
+            what =
+                "\"color\" of \"pen\" must be [red, green, blue] or [red, green, blue, alpha], each from 0 "
+                "to 1";
+            return std::nullopt;
+        }
+        pen.color = KColor{channels[0], channels[1], channels[2], channels[3]};
+    }
+    return pen;
+}
+
 std::string text(double v) {
     char buffer[32];
     const auto end = std::to_chars(buffer, buffer + sizeof buffer, v).ptr;
@@ -69,6 +124,8 @@ std::optional<TouchScript> parseTouchScript(const QByteArray& text, std::string&
     TouchScript script;
     const QList<QByteArray> lines = text.split('\n');
     double lastTime = -INFINITY;
+    // Ids of the touches down so far.
+    std::set<std::int64_t> down;
     for (qsizetype i = 0; i < lines.size(); ++i) {
         const int lineNumber = int(i + 1);
         const QByteArray line = lines[i].trimmed();
@@ -87,10 +144,34 @@ std::optional<TouchScript> parseTouchScript(const QByteArray& text, std::string&
         const std::optional<double> time = number(o, "time");
         if (!time || *time < 0) return fail("\"time\" must be a number of seconds, 0 or more");
         if (*time < lastTime) return fail("\"time\" goes back");
+
+        const bool isPen = o.contains(QLatin1String("pen"));
+        const bool isZoom = o.contains(QLatin1String("zoom"));
+        if (isPen || isZoom) {
+            if ((isPen && isZoom) || o.contains(QLatin1String("phase")))
+                return fail("a line is a touch, a pen or a zoom, not two of them");
+            if (!down.empty()) return fail("the pen and the zoom cannot change while a touch is down");
+            TouchScriptEvent event{*time, {0, 0}, {}, lineNumber, std::nullopt, std::nullopt};
+            if (isPen) {
+                std::string what;
+                event.pen = penNamed(o.value(QLatin1String("pen")), what);
+                if (!event.pen) return fail(what);
+            } else {
+                const std::optional<double> zoom = number(o, "zoom");
+                if (!zoom || !(*zoom > 0) || !std::isfinite(float(*zoom)))
+                    return fail("\"zoom\" must be a number above 0");
+                event.zoom = float(*zoom);
+            }
+            script.events.push_back(std::move(event));
+            lastTime = *time;
+            continue;
+        }
+
         const std::optional<TouchPhase> phase = phaseNamed(o.value(QLatin1String("phase")).toString());
         if (!phase) return fail("\"phase\" must be began, moved, stationary, ended or cancelled");
         const std::optional<double> id = number(o, "id");
-        if (!id || *id != std::floor(*id) || std::fabs(*id) > kMaxId) return fail("\"id\" must be an integer");
+        if (!id || *id != std::floor(*id) || std::fabs(*id) > kMaxId)
+            return fail("\"id\" must be an integer");
         const std::optional<double> x = number(o, "x");
         const std::optional<double> y = number(o, "y");
         if (!x || !y) return fail("\"x\" and \"y\" must be numbers");
@@ -126,12 +207,15 @@ std::optional<TouchScript> parseTouchScript(const QByteArray& text, std::string&
         t.majorRadius = radius;
         t.timestamp = *time;
 
-        const bool joins = !script.events.empty() && script.events.back().time == *time &&
+        const bool joins = !script.events.empty() && !script.events.back().touches.empty() &&
+                           script.events.back().time == *time &&
                            script.events.back().viewSize.width == viewSize.width &&
                            script.events.back().viewSize.height == viewSize.height;
-        if (!joins) script.events.push_back({*time, viewSize, {}, lineNumber});
+        if (!joins) script.events.push_back({*time, viewSize, {}, lineNumber, std::nullopt, std::nullopt});
         script.events.back().touches.push_back(t);
         lastTime = *time;
+        if (t.phase == TouchPhase::Began) down.insert(t.id);
+        if (t.phase == TouchPhase::Ended || t.phase == TouchPhase::Cancelled) down.erase(t.id);
     }
     return script;
 }
@@ -146,13 +230,40 @@ std::string touchScriptLine(const TouchRecord& t, Size viewSize) {
     return line;
 }
 
+std::string touchScriptPenLine(double time, const ScriptPen& pen) {
+    std::string line = "{\"time\":" + text(time) + ",\"pen\":{\"index\":" + text(pen.index);
+    if (pen.width) line += ",\"width\":" + text(double(*pen.width));
+    if (pen.color) {
+        const KColor& c = *pen.color;
+        line += ",\"color\":[" + text(c.r) + "," + text(c.g) + "," + text(c.b) + "," + text(c.a) + "]";
+    }
+    return line + "}}";
+}
+
+std::string touchScriptZoomLine(double time, float zoom) {
+    return "{\"time\":" + text(time) + ",\"zoom\":" + text(double(zoom)) + "}";
+}
+
+std::optional<Size> TouchScript::firstViewSize() const {
+    for (const TouchScriptEvent& event : events) {
+        if (!event.touches.empty()) return event.viewSize;
+    }
+    return std::nullopt;
+}
+
 void playTouchScript(const TouchScript& script, TouchRouter& router, ManualClock& clock,
-                     const std::function<void(Size)>& resize) {
+                     const TouchScriptHooks& hooks) {
     std::optional<Size> shown;
     for (const TouchScriptEvent& event : script.events) {
+        if (event.pen || event.zoom) {
+            clock.set(event.time);
+            if (event.pen && hooks.choosePen) hooks.choosePen(*event.pen);
+            if (event.zoom && hooks.setZoom) hooks.setZoom(*event.zoom);
+            continue;
+        }
         if (!shown || shown->width != event.viewSize.width || shown->height != event.viewSize.height) {
             shown = event.viewSize;
-            if (resize) resize(event.viewSize);
+            if (hooks.resize) hooks.resize(event.viewSize);
         }
         clock.set(event.time);
         router.routeRecords(event.touches);

@@ -44,11 +44,7 @@ PageCompositor::~PageCompositor() {
 // ---- Set-up ----
 
 void PageCompositor::initializeEagl(double screenScale, bool supportRetina) {
-    screenScaleFactor = 1.0f;
     view_.setSupportRetina(supportRetina, screenScale);
-    if (supportRetina && screenScale > 0 && std::isfinite(screenScale))
-        screenScaleFactor = float(screenScale);
-    screenScaleFactor = screenScaleFactor * screenScaleFactor;
 }
 
 void PageCompositor::loadFixedTextures() {
@@ -90,9 +86,16 @@ void PageCompositor::setBrushColorWithRed(double red, double green, double blue,
     gl_.color4f(float(red * alpha), float(green * alpha), float(blue * alpha), float(alpha));
 }
 
+float PageCompositor::screenScaleFactor() const {
+    // The surface's own scale, never one remembered from set-up: the back buffer and every picture are
+    // made at it, so dots keep their share of the page at any pixel ratio.
+    const float scale = float(view_.contentsScale());
+    return scale * scale;
+}
+
 float PageCompositor::pointAttenuationForScale(double scale) const {
     const float twice = float(2.0 * scale);
-    return 1.0f / (twice * twice * screenScaleFactor);
+    return 1.0f / (twice * twice * screenScaleFactor());
 }
 
 // ---- Texture collections ----

@@ -51,8 +51,6 @@ class PageCompositor : public StrokeRenderer {
     GLuint inkSnapshotTextureId = 0;
     float zoomFactor = 1.0f;
     Point inkPanDelta;
-    // The square of the screen scale: it only enters the attenuation formula.
-    float screenScaleFactor = 1.0f;
     // Sprites drawn since the last full repaint.
     std::int64_t numPoints = 0;
     bool isFrameUpdateNeeded = false;
@@ -80,6 +78,9 @@ class PageCompositor : public StrokeRenderer {
     // The current colour, premultiplied by its alpha.
     void setBrushColorWithKColor(const KColor& color);
     void setBrushColorWithRed(double red, double green, double blue, double alpha);
+    // The square of the screen scale (1 on a 1x screen, 4 on a 2x screen): it only enters the attenuation
+    // formula. It is the scale the surface draws at now, which a window learns only once it is shown.
+    float screenScaleFactor() const;
     // a = 1 / ((2 scale)^2 screenScaleFactor): a dot of size s is s x 2 x scale x screen scale pixels.
     float pointAttenuationForScale(double scale) const;
 

@@ -109,7 +109,8 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
 
     if (surface.viewDidLoad()) {
         canvas_ = surface.createWidget(eaglFrame_);
-        compositor.initializeEagl(canvas_->devicePixelRatioF());
+        // The surface has no window of its own before it is shown: ask the one it will show in.
+        compositor.initializeEagl(canvas_->window()->devicePixelRatioF());
         compositor.loadFixedTextures();
         sampler.renderer = &compositor;
         router.attach(canvas_);

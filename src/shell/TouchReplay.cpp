@@ -1,5 +1,6 @@
 #include "shell/TouchReplay.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -7,8 +8,33 @@
 
 namespace velumen {
 
+void choosePen(FoliantViewController& editor, const ScriptPen& pen) {
+    // Without a width, the one last used with the pen, as the palette offers it.
+    const std::vector<float>& widths = editor.globals.penWidths();
+    const std::size_t index = std::size_t(pen.index);
+    float width = editor.sampler.currentStrokeThickness;
+    if (pen.width)
+        width = *pen.width;
+    else if (index < widths.size())
+        width = widths[index];
+    editor.sampler.setPenTypeIndex(pen.index, width, editor.globals.penTables);
+    if (pen.color) editor.sampler.setPenColor(*pen.color, editor.globals.penTables);
+}
+
+void setZoomAboutMiddle(FoliantViewController& editor, float zoom) {
+    EditorViewport& viewport = editor.viewport;
+    const Point middle{viewport.eaglFrameSize.width / 2, viewport.eaglFrameSize.height / 2};
+    // Within the limits first, so that the page point under the middle stays there, as with the wheel.
+    const float limited = std::clamp(zoom, viewport.minZoomFactor, viewport.maxZoomFactor);
+    viewport.setCanvasPoint(viewport.eaglPointFromViewPoint(middle), middle, limited);
+    viewport.updateInkPanDelta();
+    viewport.resetViewPanDelta();
+    if (viewport.redrawAllLines) viewport.redrawAllLines();
+}
+
 void replayTouchScript(FoliantViewController& editor, ManualClock& clock, const TouchScript& script) {
-    playTouchScript(script, editor.router, clock, [&](Size size) {
+    TouchScriptHooks hooks;
+    hooks.resize = [&](Size size) {
         const QWidget* target = editor.touchTarget();
         if (target->width() != std::lround(size.width) || target->height() != std::lround(size.height)) {
             if (editor.isHidden())
@@ -16,13 +42,15 @@ void replayTouchScript(FoliantViewController& editor, ManualClock& clock, const 
             else
                 editor.resize(int(std::lround(size.width)), int(std::lround(size.height)));
         }
-    });
+    };
+    hooks.choosePen = [&](const ScriptPen& pen) { choosePen(editor, pen); };
+    hooks.setZoom = [&](float zoom) { setZoomAboutMiddle(editor, zoom); };
+    playTouchScript(script, editor.router, clock, hooks);
 }
 
 void replaySteps(FoliantViewController& editor, ManualClock& clock, const std::vector<ReplayStep>& steps) {
     for (const ReplayStep& step : steps) {
-        if (step.penIndex >= 0) editor.setPenTypeIndex(step.penIndex);
-        if (step.color) editor.sampler.setPenColor(*step.color, editor.globals.penTables);
+        if (step.penIndex >= 0) choosePen(editor, {step.penIndex, std::nullopt, step.color});
         replayTouchScript(editor, clock, step.script);
     }
 }
@@ -44,7 +72,7 @@ TouchScript stroke(Size view, double start, int samples, TouchType type, Path at
         t.location = t.previousLocation = at(s);
         t.force = force(s);
         t.timestamp = start + i * kTick;
-        script.events.push_back({t.timestamp, view, {t}, 0});
+        script.events.push_back({t.timestamp, view, {t}, 0, std::nullopt, std::nullopt});
     }
     return script;
 }
@@ -87,7 +115,7 @@ std::vector<ReplayStep> demoSteps(Size view) {
             const double half = 60 + 60 * s;
             const TouchPhase phase = i == 0 ? TouchPhase::Began : i == samples + 1 ? TouchPhase::Ended : TouchPhase::Moved;
             const double time = 8.0 + i * kTick;
-            TouchScriptEvent event{time, view, {}, 0};
+            TouchScriptEvent event{time, view, {}, 0, std::nullopt, std::nullopt};
             for (int finger = 0; finger < 2; ++finger) {
                 TouchRecord t;
                 t.id = 10 + finger;

@@ -2,9 +2,8 @@
 // view size, and every record goes in through the editor's touch router like a touch from the screen.
 #pragma once
 
-#include <vector>
-
 #include <optional>
+#include <vector>
 
 #include "ink/Clock.h"
 #include "ink/KColor.h"
@@ -21,7 +20,13 @@ struct ReplayStep {
     std::optional<KColor> color;
 };
 
+// Plays a script into the editor: its pen lines choose the pen as the palette does (a width or colour left
+// out is the one last used with that pen), its zoom lines zoom about the middle of the view.
 void replayTouchScript(FoliantViewController& editor, ManualClock& clock, const TouchScript& script);
+// A pen as a script's pen line chooses it.
+void choosePen(FoliantViewController& editor, const ScriptPen& pen);
+// The zoom, within the page's limits, about the middle of the view, as a script's zoom line sets it.
+void setZoomAboutMiddle(FoliantViewController& editor, float zoom);
 void replaySteps(FoliantViewController& editor, ManualClock& clock, const std::vector<ReplayStep>& steps);
 
 // The notebook's demonstration on a view of this size: a stroke with each pen (one of them a stylus with

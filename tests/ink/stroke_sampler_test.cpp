@@ -50,6 +50,13 @@ struct Fixture : InkCommitTarget, StrokeRenderer {
     static float at(const KVSPointSet& r, std::uint64_t i, int c) { return r.constBuffer()[i * 3 + c]; }
 };
 
+std::vector<float> sizes(const KVSPointSet& run) {
+    std::vector<float> out;
+    for (std::uint64_t i = 0; i < run.length(); ++i)
+        out.push_back(Fixture::at(run, i, kSize));
+    return out;
+}
+
 }  // namespace
 
 TEST(StrokeSampler, TapIsFourStackedSpritesAndAShortLineIsDrawnOnce) {
@@ -115,6 +122,52 @@ TEST(StrokeSampler, SpacingFirstSegmentAndClosingSegment) {
     const Point m = half(half(p0, p1, p2), p2, p3);
     EXPECT_NEAR(Fixture::at(run, run.length() - 1, kX), m.x / 4 + 3 * p3.x / 4, 1e-4);
     EXPECT_NEAR(Fixture::at(run, run.length() - 1, kY), m.y / 4 + 3 * p3.y / 4, 1e-4);
+}
+
+// The speed argument is length x zoom x speed scale in single precision. The cases are chosen so that the
+// same product taken in double and then narrowed gives a size one or more units in the last place away.
+TEST(StrokeSampler, SpeedArgumentIsASinglePrecisionProduct) {
+    struct Case {
+        double dx, dy, interval;
+    };
+    const Case cases[] = {{18, 1, 0.03}, {20, 2, 0.02}, {35, 0, 0.03}};
+    const float zoom = 1.3f;
+    const float T = 6.0f;
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.dx);
+        const Point p0{100, 100}, p1{100 + k.dx, 100 + k.dy}, p2{130 + k.dx, 100 + k.dy};
+        // The canvas distance as the sampler sees it: view points mapped at the zoom, differences narrowed.
+        const float dx = static_cast<float>((p1.x / double(zoom)) - (p0.x / double(zoom)));
+        const float dy = static_cast<float>((p1.y / double(zoom)) - (p0.y / double(zoom)));
+        const float length = std::sqrt(dx * dx + dy * dy);
+        const float scale = static_cast<float>(StrokeSampler::kSpeedReference / k.interval);
+        const float expected = T * variablePencilPointSizeRatioForLength(length * zoom * scale);
+        const float viaDouble = T * variablePencilPointSizeRatioForLength(
+                                        static_cast<float>(double(length) * double(zoom) * double(scale)));
+        ASSERT_NE(expected, viaDouble);  // otherwise the case shows nothing
+
+        // Two points: the straight line takes the size of the first segment.
+        Fixture two;
+        two.sampler.zoomFactor = zoom;
+        two.sampler.setPenTypeIndex(2, T, two.tables);  // pencil
+        two.down(p0);
+        two.up(k.interval, p1);
+        const KVSPointSet& line = two.committed();
+        ASSERT_GE(line.length(), 1u);
+        EXPECT_EQ(sizes(line), std::vector<float>(line.length(), expected));
+
+        // Three points at the same pace: the curved segment runs at that size too (the filter starts there).
+        Fixture three;
+        three.sampler.zoomFactor = zoom;
+        three.sampler.setPenTypeIndex(2, T, three.tables);
+        three.down(p0);
+        three.move(k.interval, p1);
+        EXPECT_EQ(three.sampler.currentPointSize, expected);
+        three.move(k.interval, p2);
+        const KVSPointSet& curve = three.run(0);
+        ASSERT_GE(curve.length(), 1u);
+        EXPECT_EQ(sizes(curve), std::vector<float>(curve.length(), expected));
+    }
 }
 
 TEST(StrokeSampler, CurvedAndStraightSegmentGeometry) {

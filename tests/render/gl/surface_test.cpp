@@ -27,7 +27,7 @@ QImage paint(GLSurface& s, std::initializer_list<KVSPointSetPtr> runs) {
 TEST(GLSurface, SpritesHaveTheirExactSizeAndShowTheirVisiblePart) {
     GLSurface s({320, 320}, 2.0, false);  // brush texture 0: plain squares
     VELUMEN_REQUIRE_GL(s);
-    EXPECT_FLOAT_EQ(s.compositor.screenScaleFactor, 4.0f);
+    EXPECT_FLOAT_EQ(s.compositor.screenScaleFactor(), 4.0f);
     const KColor black{0, 0, 0, 1};
 
     // Size 3 at zoom 1 and pixel ratio 2 is 12 pixels across, centred where it belongs.
@@ -50,6 +50,24 @@ TEST(GLSurface, SpritesHaveTheirExactSizeAndShowTheirVisiblePart) {
     // A dot whose centre lies off the surface still shows what overlaps it; a tiny one is one pixel.
     image = paint(s, {dots({-5, 100, 10, 100.25f, 100.25f, 0.01f}, black)});
     EXPECT_EQ(inkedInRow(image, 200), 10 + 1);
+}
+
+// The window's pixel ratio is known only once the surface is shown, after set-up: dots follow the ratio the
+// surface draws at, not the one it was set up with.
+TEST(GLSurface, SpritesFollowAPixelRatioLearntAfterSetUp) {
+    GLSurface s({64, 64}, 1.0, false);
+    VELUMEN_REQUIRE_GL(s);
+    const KColor black{0, 0, 0, 1};
+    const struct {
+        double ratio;
+        int framebuffer, diameter;  // pixels across, for a size 3 at zoom 1
+    } cases[] = {{2.0, 128, 12}, {1.5, 96, 9}, {1.0, 64, 6}};
+    for (const auto& c : cases) {
+        s.view().setSupportRetina(true, c.ratio);
+        const QImage image = paint(s, {dots({10, 10, 3}, black)});
+        EXPECT_EQ(s.view().framebufferWidth, c.framebuffer) << c.ratio;
+        EXPECT_EQ(inkedInRow(image, int(10 * c.ratio)), c.diameter) << c.ratio;
+    }
 }
 
 TEST(GLSurface, TranslucentInkAccumulatesPremultiplied) {
