@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "document/DisplayText.h"
+
 namespace velumen {
 
 namespace {
@@ -417,7 +419,8 @@ KeyedDecoder KeyedDecoder::childCoder(std::uint64_t uid, std::initializer_list<s
     const std::string& cls = u.classNameOfRecord(child.rawValue("$class"));
     bool known = false;
     for (std::string_view name : classNames) known = known || name == cls;
-    if (!known) fail("an object of the unexpected class " + cls);
+    // The name is the file's own text: it reaches messages escaped.
+    if (!known) fail("an object of the unexpected class " + escapedForDisplay(cls));
     if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) fail("objects nested too deeply");
     u.chargeBytes(kObjectCharge);
     if (cls == "NSDictionary" || cls == "NSMutableDictionary") return KeyedDecoder(u, uid, true, depth_ + 1);
