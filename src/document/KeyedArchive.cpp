@@ -331,11 +331,13 @@ std::string KeyedDecoder::stringAt(std::uint64_t uid, std::string_view key) cons
 
 KeyedDecoder::ArrayMembers KeyedDecoder::arrayMembers(std::uint64_t uid, std::string_view key) const {
     const std::string& arrayClass = unarchiver_->className(uid);
-    if (arrayClass != "NSArray" && arrayClass != "NSMutableArray") fail("an array was expected under " + quoted(key));
+    if (arrayClass != "NSArray" && arrayClass != "NSMutableArray")
+        fail("an array was expected under " + quoted(key));
     if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) fail("objects nested too deeply");
     const KeyedDecoder arrayCoder(*unarchiver_, uid, false, depth_ + 1);
     const std::optional<plist::Ref> members = arrayCoder.valueRef("NS.objects");
-    const std::optional<std::uint64_t> count = members ? unarchiver_->reader().arrayCount(*members) : std::nullopt;
+    const std::optional<std::uint64_t> count =
+        members ? unarchiver_->reader().arrayCount(*members) : std::nullopt;
     if (!count) fail("an array without its members");
     return {*members, *count};
 }
@@ -538,7 +540,8 @@ plist::Ref KeyedArchiver::addValueArray(std::span<const plist::Ref> values, Arch
     const std::uint64_t arrayUid = reserve();
     std::vector<plist::Ref> members;
     members.reserve(values.size());
-    for (const plist::Ref value : values) members.push_back(uidRef(addValueObject(value)));
+    for (const plist::Ref value : values)
+        members.push_back(uidRef(addValueObject(value)));
     KeyedEncoder arrayCoder(*this);
     arrayCoder.add("NS.objects", writer_.addArray(members));
     setObject(arrayUid, finishObject(arrayCoder, arrayClass));
@@ -623,10 +626,12 @@ void KeyedEncoder::encodeDate(std::string_view key, double secondsSinceReference
 
 void KeyedEncoder::encodeNil(std::string_view key) { add(key, archiver_->uidRef(0)); }
 
-void KeyedEncoder::encodeFloatArray(std::string_view key, std::span<const float> values, ArchiveClass arrayClass) {
+void KeyedEncoder::encodeFloatArray(std::string_view key, std::span<const float> values,
+                                    ArchiveClass arrayClass) {
     std::vector<plist::Ref> numbers;
     numbers.reserve(values.size());
-    for (const float value : values) numbers.push_back(archiver_->writer_.addReal32(value));
+    for (const float value : values)
+        numbers.push_back(archiver_->writer_.addReal32(value));
     add(key, archiver_->addValueArray(numbers, arrayClass));
 }
 
@@ -634,7 +639,8 @@ void KeyedEncoder::encodeStringArray(std::string_view key, std::span<const std::
                                      ArchiveClass arrayClass) {
     std::vector<plist::Ref> texts;
     texts.reserve(values.size());
-    for (const std::string& value : values) texts.push_back(archiver_->string(value));
+    for (const std::string& value : values)
+        texts.push_back(archiver_->string(value));
     add(key, archiver_->addValueArray(texts, arrayClass));
 }
 

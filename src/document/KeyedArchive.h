@@ -122,7 +122,8 @@ class KeyedDecoder {
         std::uint64_t count;
     };
     ArrayMembers arrayMembers(std::uint64_t uid, std::string_view key) const;
-    // The text of the NSString at uid (the object under `key`, or one of its members); raises for another kind.
+    // The text of the NSString at uid (the object under `key`, or one of its members); raises for another
+    // kind.
     std::string stringAt(std::uint64_t uid, std::string_view key) const;
 
     // The value stored under the key as it is; nullopt when the key is absent.
@@ -253,7 +254,8 @@ class KeyedEncoder {
     // An array of NSNumber, each a 32-bit real, with the array's own class chain.
     void encodeFloatArray(std::string_view key, std::span<const float> values, ArchiveClass arrayClass);
     // An array of bare NSString, with the array's own class chain.
-    void encodeStringArray(std::string_view key, std::span<const std::string> values, ArchiveClass arrayClass);
+    void encodeStringArray(std::string_view key, std::span<const std::string> values,
+                           ArchiveClass arrayClass);
 
     KeyedArchiver& archiver() const { return *archiver_; }
     const ImageCodec* imageCodec() const;

@@ -70,26 +70,28 @@ std::optional<R> readStoredArchive(const QByteArray& bytes, Read read) {
     }
 }
 
-// Whether the array under "root" is of the class the loader keeps: a mutable array where `mutableOnly`.
+// Whether the array under "root" is of a class the loader keeps: only a mutable one for MutableOnly.
 bool hasArrayClass(const KeyedDecoder& coder, ArrayKind kind) {
-    return kind == ArrayKind::Any || coder.classNameForKey("root") == std::optional<std::string>("NSMutableArray");
+    return kind == ArrayKind::Any ||
+           coder.classNameForKey("root") == std::optional<std::string>("NSMutableArray");
 }
 
 template <class T, class Decode>
-std::optional<std::vector<T>> unarchiveArray(const QByteArray& bytes, std::string_view className, ArrayKind kind,
-                                             Decode decode) {
-    return readStoredArchive<std::vector<T>>(bytes, [&](const KeyedDecoder& coder) -> std::optional<std::vector<T>> {
-        if (!hasArrayClass(coder, kind)) return std::nullopt;
-        auto items = coder.decodeArrayForKey<T>("root", {className}, [&](const KeyedDecoder& item) {
-            return std::make_shared<T>(decode(item));
+std::optional<std::vector<T>> unarchiveArray(const QByteArray& bytes, std::string_view className,
+                                             ArrayKind kind, Decode decode) {
+    return readStoredArchive<std::vector<T>>(
+        bytes, [&](const KeyedDecoder& coder) -> std::optional<std::vector<T>> {
+            if (!hasArrayClass(coder, kind)) return std::nullopt;
+            auto items = coder.decodeArrayForKey<T>("root", {className}, [&](const KeyedDecoder& item) {
+                return std::make_shared<T>(decode(item));
+            });
+            if (!items) return std::nullopt;
+            std::vector<T> values;
+            values.reserve(items->size());
+            for (const auto& item : *items)
+                values.push_back(*item);
+            return values;
         });
-        if (!items) return std::nullopt;
-        std::vector<T> values;
-        values.reserve(items->size());
-        for (const auto& item : *items)
-            values.push_back(*item);
-        return values;
-    });
 }
 
 template <class Encode>
@@ -100,7 +102,8 @@ std::vector<std::uint8_t> archiveValue(Encode encode) {
 }
 
 template <class T, class Encode>
-std::vector<std::uint8_t> archiveArray(const std::vector<T>& values, ArchiveClass elementClass, Encode encode) {
+std::vector<std::uint8_t> archiveArray(const std::vector<T>& values, ArchiveClass elementClass,
+                                       Encode encode) {
     std::vector<std::shared_ptr<T>> items;
     items.reserve(values.size());
     for (const T& v : values)
@@ -203,7 +206,8 @@ std::optional<std::vector<float>> unarchiveFloats(const QByteArray& bytes, Array
 }
 
 std::vector<std::uint8_t> archiveStrings(const std::vector<std::string>& values) {
-    return archiveValue([&](KeyedEncoder& top) { top.encodeStringArray("root", values, kMutableArrayClass); });
+    return archiveValue(
+        [&](KeyedEncoder& top) { top.encodeStringArray("root", values, kMutableArrayClass); });
 }
 
 std::optional<std::vector<std::string>> unarchiveStrings(const QByteArray& bytes, ArrayKind kind) {
@@ -222,12 +226,12 @@ std::vector<std::uint8_t> archiveTextSettings(const FLTextSettings& settings) {
 }
 
 FLTextSettingsPtr unarchiveTextSettings(const QByteArray& bytes) {
-    return readStoredArchive<FLTextSettingsPtr>(bytes,
-                                                [](const KeyedDecoder& coder) -> std::optional<FLTextSettingsPtr> {
-                                                    return coder.decodeObjectForKey<FLTextSettings>(
-                                                        "root", {FLTextSettings::kClassName},
-                                                        FLTextSettings::initWithCoder);
-                                                })
+    return readStoredArchive<FLTextSettingsPtr>(
+               bytes,
+               [](const KeyedDecoder& coder) -> std::optional<FLTextSettingsPtr> {
+                   return coder.decodeObjectForKey<FLTextSettings>("root", {FLTextSettings::kClassName},
+                                                                   FLTextSettings::initWithCoder);
+               })
         .value_or(nullptr);
 }
 

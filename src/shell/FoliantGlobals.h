@@ -176,7 +176,8 @@ std::optional<std::vector<PenSettings>> unarchivePenSettings(const QByteArray& b
 std::vector<std::uint8_t> archiveFloats(const std::vector<float>& values);
 std::optional<std::vector<float>> unarchiveFloats(const QByteArray& bytes, ArrayKind kind = ArrayKind::Any);
 std::vector<std::uint8_t> archiveStrings(const std::vector<std::string>& values);
-std::optional<std::vector<std::string>> unarchiveStrings(const QByteArray& bytes, ArrayKind kind = ArrayKind::Any);
+std::optional<std::vector<std::string>> unarchiveStrings(const QByteArray& bytes,
+                                                         ArrayKind kind = ArrayKind::Any);
 std::vector<std::uint8_t> archiveTextSettings(const FLTextSettings& settings);
 FLTextSettingsPtr unarchiveTextSettings(const QByteArray& bytes);
 

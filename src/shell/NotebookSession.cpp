@@ -59,8 +59,8 @@ void NotebookSession::open(const QString& path) {
             return;
         }
         tell(QString("\u201C%1\u201D could not be opened: it is not a book this notebook can read. "
-                            "The file was left as it is.")
-                        .arg(QFileInfo(path).fileName()));
+                     "The file was left as it is.")
+                 .arg(QFileInfo(path).fileName()));
         // Back to a book that opens: the notebook of the books folder, or a new one beside it when that
         // notebook itself is what failed.
         if (QFileInfo(path) != QFileInfo(defaultBookPath())) {

@@ -38,7 +38,8 @@ constexpr const char* kToolEnvironment = "";
 // Single quotes for the shell, whatever the text holds.
 std::string shellQuoted(const std::string& text) {
     std::string out = "'";
-    for (const char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    for (const char c : text)
+        out += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return out + "'";
 }
 
@@ -87,12 +88,13 @@ class VelumenTool : public ::testing::Test {
     // limit raises is left as it is: the tool itself must turn it into a failed write with its reason.
     ToolRun toolLimitedTo(rlim_t limit, const std::string& args) {
         const fs::path out = dir / "stdout", err = dir / "stderr";
-        const std::string command =
-            std::string(kToolEnvironment) + VELUMEN_TOOL + " " + args + " >" + out.string() + " 2>" + err.string();
+        const std::string command = std::string(kToolEnvironment) + VELUMEN_TOOL + " " + args + " >" +
+                                    out.string() + " 2>" + err.string();
         const pid_t child = ::fork();
         if (child == 0) {
             const rlimit fileSize{limit, limit};
-            if (::setrlimit(RLIMIT_FSIZE, &fileSize) != 0 || std::signal(SIGXFSZ, SIG_DFL) == SIG_ERR) ::_exit(126);
+            if (::setrlimit(RLIMIT_FSIZE, &fileSize) != 0 || std::signal(SIGXFSZ, SIG_DFL) == SIG_ERR)
+                ::_exit(126);
             ::setenv("LC_ALL", "C", 1);
             ::execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
             ::_exit(127);
@@ -243,14 +245,16 @@ TEST_F(VelumenTool, AHostileBookIsRefusedOnOneLineOfVisibleText) {
     // The root's class name and the file's name carry a line break, a colour sequence and an 8-bit CSI.
     struct Thing {};
     KeyedArchiver archiver;
-    const auto bytes = archiver.archivedDataWithRootObject(
-        Thing{}, {"Evil\n\x1b[31mClass\xc2\x9b" "2J", "NSObject"}, [](const Thing&, KeyedEncoder&) {});
+    const auto bytes = archiver.archivedDataWithRootObject(Thing{},
+                                                           {"Evil\n\x1b[31mClass\u009b2J",
+                                                            "NSObject"},
+                                                           [](const Thing&, KeyedEncoder&) {});
     ASSERT_TRUE(bytes);
     const fs::path path = write("hostile\n\x1b]0;title\x07.velumen", *bytes);
     const std::string out = (dir / "out.velumen").string();
-    for (const std::string& args : {"info " + shellQuoted(path.string()), "info " + shellQuoted(path.string()) + " --json",
-                                    "svg " + shellQuoted(path.string()),
-                                    "upgrade " + shellQuoted(path.string()) + " " + out}) {
+    for (const std::string& args :
+         {"info " + shellQuoted(path.string()), "info " + shellQuoted(path.string()) + " --json",
+          "svg " + shellQuoted(path.string()), "upgrade " + shellQuoted(path.string()) + " " + out}) {
         SCOPED_TRACE(args);
         const ToolRun r = tool(args);
         EXPECT_EQ(r.status, 1);
@@ -274,8 +278,12 @@ TEST_F(VelumenTool, ASaveRefusedBySizeNamesTheSystemsReasonAndLeavesTheOldBook) 
     const fs::path out = write("out.velumen", olderBytes);
     std::string script;
     for (int i = 0; i < 20; ++i)
-        script += "{\"time\":" + std::to_string(i) + "e-2,\"phase\":\"" + (i == 0 ? "began" : i == 19 ? "ended" : "moved") +
-                  "\",\"id\":1,\"x\":" + std::to_string(100 + 5 * i) + ",\"y\":200,\"type\":\"finger\",\"view\":[600,750]}\n";
+        script += "{\"time\":" + std::to_string(i) + "e-2,\"phase\":\"" +
+                  (i == 0    ? "began"
+                   : i == 19 ? "ended"
+                             : "moved") +
+                  "\",\"id\":1,\"x\":" + std::to_string(100 + 5 * i) +
+                  ",\"y\":200,\"type\":\"finger\",\"view\":[600,750]}\n";
     std::ofstream(dir / "script.jsonl", std::ios::binary) << script;
     const std::vector<std::string> before = folderNames();
     const std::string reason = std::strerror(EFBIG);
@@ -297,7 +305,8 @@ TEST_F(VelumenTool, ASaveRefusedBySizeNamesTheSystemsReasonAndLeavesTheOldBook) 
         const ToolRun r = toolLimitedTo(static_cast<rlim_t>(c.old.size() / 2), c.args);
         EXPECT_EQ(r.status, 1);
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
-        EXPECT_NE(r.err.find(c.target.string() + ": cannot be written (" + reason + ")"), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find(c.target.string() + ": cannot be written (" + reason + ")"), std::string::npos)
+            << r.err;
         const std::string after = slurp(c.target);
         EXPECT_TRUE(Bytes(after.begin(), after.end()) == c.old);
         EXPECT_EQ(folderNames(), before);

@@ -20,11 +20,13 @@ TEST(DisplayText, ControlCharactersAndBrokenBytesBecomeVisibleEscapes) {
         {"\x1b[31mred\x1b[0m", "\\x1b[31mred\\x1b[0m"},
         {"nul\0x"s, "nul\\x00x"},
         {"\x01\x1f\x7f", "\\x01\\x1f\\x7f"},
-        {"C1 \xc2\x85 and \xc2\x9b" "2J", "C1 \\u{85} and \\u{9b}2J"},
+        {"C1 \xc2\x85 and \u009b2J",
+         "C1 \\u{85} and \\u{9b}2J"},
         {"line\xe2\x80\xa8sep\xe2\x80\xa9", "line\\u{2028}sep\\u{2029}"},
         {"\xe2\x80\xaegnp.exe", "\\u{202e}gnp.exe"},
         {"Grüße, 日本, \xf0\x9f\x96\x8b, back\\slash", "Grüße, 日本, \xf0\x9f\x96\x8b, back\\slash"},
-        // A stray continuation byte, a cut sequence, an overlong slash, an encoded lone surrogate, past U+10FFFF.
+        // A stray continuation byte, a cut sequence, an overlong slash, an encoded lone surrogate, past
+        // U+10FFFF.
         {"\x80x", "\\x80x"},
         {"ab\xe2\x82", "ab\\xe2\\x82"},
         {"\xc0\xaf", "\\xc0\\xaf"},
@@ -42,8 +44,8 @@ TEST(DisplayText, ControlCharactersAndBrokenBytesBecomeVisibleEscapes) {
 TEST(DisplayText, AHostileClassNameReachesTheReadersErrorEscaped) {
     struct Thing {};
     KeyedArchiver archiver;
-    const auto bytes = archiver.archivedDataWithRootObject(Thing{}, {"Evil\n\x1b[31mClass\xc2\x9b", "NSObject"},
-                                                           [](const Thing&, KeyedEncoder&) {});
+    const auto bytes = archiver.archivedDataWithRootObject(
+        Thing{}, {"Evil\n\x1b[31mClass\xc2\x9b", "NSObject"}, [](const Thing&, KeyedEncoder&) {});
     ASSERT_TRUE(bytes);
     try {
         unarchiveFoliantData(*bytes, nullptr);
@@ -60,8 +62,9 @@ TEST(KeyedArchiveValues, NumbersAndTextAtTheRootComeBackAndOtherMembersRaise) {
     const auto numbers = a.archivedTopLevel([&](KeyedEncoder& top) {
         top.encodeFloatArray("root", widths, {"NSMutableArray", "NSArray", "NSObject"});
     });
-    const auto texts = b.archivedTopLevel(
-        [&](KeyedEncoder& top) { top.encodeStringArray("root", names, {"NSArray", "NSObject"}); });
+    const auto texts = b.archivedTopLevel([&](KeyedEncoder& top) {
+        top.encodeStringArray("root", names, {"NSArray", "NSObject"});
+    });
     ASSERT_TRUE(numbers && texts);
 
     KeyedUnarchiver readNumbers(*numbers);

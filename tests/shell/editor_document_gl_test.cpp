@@ -256,7 +256,8 @@ TEST(EditorDocument, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
     const auto bytes = archiver.archivedDataWithRootObject(Thing{}, {"Evil\n\x1b[31mClass", "NSObject"},
                                                            [](const Thing&, KeyedEncoder&) {});
     ASSERT_TRUE(bytes);
-    const QString hostile = e.dir.filePath(QString::fromUtf8("evil\n\x1b[31m\xc2\x9b" "2J\xe2\x80\xa8.velumen"));
+    const QString hostile =
+        e.dir.filePath(QString::fromUtf8("evil\n\x1b[31m\u009b2J\xe2\x80\xa8.velumen"));
     {
         QFile f(hostile);
         ASSERT_TRUE(f.open(QIODevice::WriteOnly));
@@ -269,7 +270,8 @@ TEST(EditorDocument, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
         const char16_t u = c.unicode();
         EXPECT_FALSE(u < 0x20 || (u >= 0x7F && u <= 0x9F) || u == 0x2028) << int(u);
     }
-    EXPECT_TRUE(messages[0].contains("evil\\n\\x1b[31m\\u{9b}2J\\u{2028}.velumen")) << messages[0].toStdString();
+    EXPECT_TRUE(messages[0].contains("evil\\n\\x1b[31m\\u{9b}2J\\u{2028}.velumen"))
+        << messages[0].toStdString();
     EXPECT_EQ(opened, session.defaultBookPath());
     EXPECT_EQ(bytesOf(hostile).size(), qsizetype(bytes->size()));
 }

@@ -18,7 +18,8 @@ bool operator==(const KColor& x, const KColor& y) {
     return x.r == y.r && x.g == y.g && x.b == y.b && x.a == y.a;
 }
 bool operator==(const PenSettings& x, const PenSettings& y) {
-    return x.version == y.version && x.thickness == y.thickness && x.inkType == y.inkType && x.color == y.color;
+    return x.version == y.version && x.thickness == y.thickness && x.inkType == y.inkType &&
+           x.color == y.color;
 }
 
 namespace {
@@ -215,9 +216,13 @@ struct ObjectValues {
     float textSize;
     int textAlignment;
     explicit ObjectValues(FoliantGlobals& g)
-        : penSettings(g.penSettings()), penColors(g.penColors), penWidths(g.penWidths()),
-          currentPenColors(g.currentPenColors()), recentFontFamilies(g._recentFontFamilies),
-          textFont(g._defaultTextSettings->fontName), textSize(g._defaultTextSettings->fontSize),
+        : penSettings(g.penSettings()),
+          penColors(g.penColors),
+          penWidths(g.penWidths()),
+          currentPenColors(g.currentPenColors()),
+          recentFontFamilies(g._recentFontFamilies),
+          textFont(g._defaultTextSettings->fontName),
+          textSize(g._defaultTextSettings->fontSize),
           textAlignment(g._defaultTextSettings->textAlignment) {}
 };
 
@@ -255,8 +260,8 @@ TEST_F(SettingsTest, ObjectValuesAreStoredAsArchivesOfTheValueAndComeBackWhole) 
     {
         auto store = openDefaultsStore(path());
         const std::pair<const char*, const char*> forms[] = {
-            {"penSettings", "NSMutableArray"},      {"penColors", "NSMutableArray"},
-            {"penWidths", "NSMutableArray"},        {"currentPenColors", "NSMutableArray"},
+            {"penSettings", "NSMutableArray"},        {"penColors", "NSMutableArray"},
+            {"penWidths", "NSMutableArray"},          {"currentPenColors", "NSMutableArray"},
             {"recentFontFamilies", "NSMutableArray"}, {"defaultTextSettings", "FLTextSettings"},
         };
         for (const auto& [key, rootClass] : forms) {
@@ -307,8 +312,9 @@ TEST_F(SettingsTest, EachUnreadableObjectKeyFallsBackAloneAndTheOthersLoad) {
         [&](KeyedEncoder& top) { top.encodeFloatArray("root", sixWidths, immutable); }));
     const QByteArray immutableFamilies = archived(immutableTexts.archivedTopLevel(
         [&](KeyedEncoder& top) { top.encodeStringArray("root", twoTexts, immutable); }));
-    const QByteArray textsForNumbers = archived(numbersAsTexts.archivedTopLevel(
-        [&](KeyedEncoder& top) { top.encodeStringArray("root", twoTexts, {"NSMutableArray", "NSArray", "NSObject"}); }));
+    const QByteArray textsForNumbers = archived(numbersAsTexts.archivedTopLevel([&](KeyedEncoder& top) {
+        top.encodeStringArray("root", twoTexts, {"NSMutableArray", "NSArray", "NSObject"});
+    }));
     const QByteArray truncated = bytes(archiveColors(saved->currentPenColors)).left(100);
 
     struct Case {
@@ -344,15 +350,19 @@ TEST_F(SettingsTest, EachUnreadableObjectKeyFallsBackAloneAndTheOthersLoad) {
         auto g = fresh();
         const ObjectValues loaded(*g);
         if (key == "penSettings")
-            EXPECT_EQ(loaded.penSettings, std::vector<PenSettings>(3, PenSettings::initWithColor(PenTables::defaultPenColor(), 6.0f)));
+            EXPECT_EQ(
+                loaded.penSettings,
+                std::vector<PenSettings>(3, PenSettings::initWithColor(PenTables::defaultPenColor(), 6.0f)));
         else
             EXPECT_EQ(loaded.penSettings, saved->penSettings);
         EXPECT_EQ(loaded.penColors, key == "penColors" ? g->_defaultPenColors : saved->penColors);
         EXPECT_EQ(loaded.penWidths, key == "penWidths" ? PenTables::defaultPenWidths() : saved->penWidths);
-        EXPECT_EQ(loaded.currentPenColors, key == "currentPenColors" ? std::vector<KColor>(6, loaded.penColors.front())
-                                                                     : saved->currentPenColors);
-        EXPECT_EQ(loaded.recentFontFamilies,
-                  key == "recentFontFamilies" ? std::vector<std::string>{"Helvetica"} : saved->recentFontFamilies);
+        EXPECT_EQ(loaded.currentPenColors, key == "currentPenColors"
+                                               ? std::vector<KColor>(6, loaded.penColors.front())
+                                               : saved->currentPenColors);
+        EXPECT_EQ(loaded.recentFontFamilies, key == "recentFontFamilies"
+                                                 ? std::vector<std::string>{"Helvetica"}
+                                                 : saved->recentFontFamilies);
         EXPECT_EQ(loaded.textFont, key == "defaultTextSettings" ? "Helvetica" : "Courier");
         EXPECT_EQ(loaded.textAlignment, key == "defaultTextSettings" ? 0 : 2);
     }
@@ -375,7 +385,8 @@ TEST_F(SettingsTest, AStoreWrittenBeforeTheArchivedFormsLoadsIntoTheSameValues) 
         EXPECT_EQ(g.penColors[3], (KColor{0.25, 0.5, 0.75, 0.125}));
         EXPECT_EQ(g.penColors[30], (KColor{0.5, 0.25, 0.0, 0.5}));
         const KColor factory = g._defaultPenColors[4];
-        EXPECT_EQ(g.penColors[4], (KColor{float(factory.r), float(factory.g), float(factory.b), float(factory.a)}));
+        EXPECT_EQ(g.penColors[4],
+                  (KColor{float(factory.r), float(factory.g), float(factory.b), float(factory.a)}));
         EXPECT_EQ(g.penWidths(), (std::vector<float>{48, 8, 2, 96, 14}));
         const auto f = [](double v) { return static_cast<double>(static_cast<float>(v)); };
         EXPECT_EQ(g.currentPenColors(), (std::vector<KColor>{{1, 0, 0, f(0.35)},
