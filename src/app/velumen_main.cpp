@@ -12,16 +12,18 @@
 #include <QtGlobal>
 #include <charconv>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "document/DisplayText.h"
 #include "document/FoliantData.h"
 #include "document/KeyedArchive.h"
 #include "document/MappedFile.h"
-#include "objects/FoliantTextBox.h"
 #include "input/TouchScript.h"
+#include "objects/FoliantTextBox.h"
 #include "objects/qt/QtImageCodec.h"
 #include "shell/BookFile.h"
 #include "shell/DefaultsStore.h"
@@ -44,8 +46,10 @@ int usage() {
     return kUsageStatus;
 }
 
+// One line on standard error. Names of classes, script lines and paths come from files or their names: a
+// control character in them is printed as a visible escape, never as itself.
 int failure(const std::string& line) {
-    std::fprintf(stderr, "velumen: %s\n", line.c_str());
+    std::fprintf(stderr, "velumen: %s\n", escapedForDisplay(line).c_str());
     return 1;
 }
 
@@ -175,7 +179,7 @@ int replay(int argc, char** argv, const std::vector<std::string>& args, const Qt
     std::string why;
     const std::optional<TouchScript> script = parseTouchScript(scriptFile.readAll(), why);
     if (!script) {
-        std::fprintf(stderr, "%s\n", why.c_str());
+        std::fprintf(stderr, "%s\n", escapedForDisplay(why).c_str());
         return 1;
     }
     FoliantDataPtr book = readBook(bookPath, codec, why);
@@ -216,6 +220,9 @@ int replay(int argc, char** argv, const std::vector<std::string>& args, const Qt
 int main(int argc, char** argv) {
     // A preview that does not decode is reported by the tool itself; the image readers stay quiet.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    // A write past a file-size limit fails with its reason (and the old book stays) instead of killing the
+    // tool halfway through a save.
+    std::signal(SIGXFSZ, SIG_IGN);
     const std::vector<std::string> args(argv + 1, argv + argc);
     if (args.empty()) return usage();
     const std::string& command = args[0];

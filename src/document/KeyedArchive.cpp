@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "document/DisplayText.h"
+
 namespace velumen {
 
 namespace {
@@ -68,6 +70,7 @@ KeyedUnarchiver::KeyedUnarchiver(std::span<const std::uint8_t> bytes, const Imag
     objectCount_ = *count;
     const std::optional<plist::Ref> topDict = r.dictLookup(top, "$top");
     if (!topDict || r.kind(*topDict) != plist::Kind::Dict) fail("an archive without its top");
+    topDict_ = *topDict;
     if (const std::optional<plist::Ref> root = r.dictLookup(*topDict, "root")) {
         rootUid_ = r.asUID(*root);
         if (!rootUid_) fail("a root that is not an object");
@@ -144,9 +147,15 @@ const std::string& KeyedUnarchiver::classNameOfRecord(std::optional<plist::Ref> 
     return classNames_.emplace(*classUid, std::move(*name)).first->second;
 }
 
+KeyedDecoder KeyedUnarchiver::topDecoder() {
+    KeyedDecoder top(*this, 0, false, 0);
+    top.isTop_ = true;
+    return top;
+}
+
 std::optional<plist::Ref> KeyedDecoder::rawValue(std::string_view key) const {
     const plist::Reader& r = unarchiver_->reader();
-    const plist::Ref self = unarchiver_->objectRef(uid_);
+    const plist::Ref self = isTop_ ? unarchiver_->topDict_ : unarchiver_->objectRef(uid_);
     if (!isDictionary_) {
         if (!index_.built) {
             index_.built = true;
@@ -300,12 +309,16 @@ std::optional<std::span<const std::uint8_t>> KeyedDecoder::decodeDataForKey(std:
 std::optional<std::string> KeyedDecoder::decodeStringForKey(std::string_view key) const {
     const std::optional<std::uint64_t> uid = uidForKey(key);
     if (!uid || *uid == 0) return std::nullopt;
+    return stringAt(*uid, key);
+}
+
+std::string KeyedDecoder::stringAt(std::uint64_t uid, std::string_view key) const {
     const plist::Reader& r = unarchiver_->reader();
-    plist::Ref ref = unarchiver_->objectRef(*uid);
+    plist::Ref ref = unarchiver_->objectRef(uid);
     if (r.kind(ref) == plist::Kind::Dict) {
-        const std::string& cls = unarchiver_->className(*uid);
+        const std::string& cls = unarchiver_->className(uid);
         if (cls != "NSMutableString" && cls != "NSString") fail("no text under " + quoted(key));
-        const KeyedDecoder inner(*unarchiver_, *uid, false, depth_ + 1);
+        const KeyedDecoder inner(*unarchiver_, uid, false, depth_ + 1);
         const std::optional<plist::Ref> text = inner.valueRef("NS.string");
         if (!text) fail("malformed text under " + quoted(key));
         ref = *text;
@@ -313,7 +326,68 @@ std::optional<std::string> KeyedDecoder::decodeStringForKey(std::string_view key
     std::optional<std::string> text = r.asString(ref);
     if (!text) fail("no text under " + quoted(key));
     unarchiver_->chargeBytes(text->size());
-    return text;
+    return std::move(*text);
+}
+
+KeyedDecoder::ArrayMembers KeyedDecoder::arrayMembers(std::uint64_t uid, std::string_view key) const {
+    const std::string& arrayClass = unarchiver_->className(uid);
+    if (arrayClass != "NSArray" && arrayClass != "NSMutableArray")
+        fail("an array was expected under " + quoted(key));
+    if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) fail("objects nested too deeply");
+    const KeyedDecoder arrayCoder(*unarchiver_, uid, false, depth_ + 1);
+    const std::optional<plist::Ref> members = arrayCoder.valueRef("NS.objects");
+    const std::optional<std::uint64_t> count =
+        members ? unarchiver_->reader().arrayCount(*members) : std::nullopt;
+    if (!count) fail("an array without its members");
+    return {*members, *count};
+}
+
+std::optional<std::vector<double>> KeyedDecoder::decodeNumberArrayForKey(std::string_view key) const {
+    const std::optional<std::uint64_t> uid = uidForKey(key);
+    if (!uid || *uid == 0) return std::nullopt;
+    const auto [members, count] = arrayMembers(*uid, key);
+    const plist::Reader& r = unarchiver_->reader();
+    unarchiver_->chargeBytes(count * sizeof(double));
+    std::vector<double> numbers;
+    numbers.reserve(static_cast<std::size_t>(count));
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const std::optional<plist::Ref> member = r.arrayAt(members, i);
+        const std::optional<std::uint64_t> memberUid = member ? r.asUID(*member) : std::nullopt;
+        if (!memberUid || *memberUid == 0) fail("an array member that is not an object under " + quoted(key));
+        const plist::Ref value = unarchiver_->objectRef(*memberUid);
+        switch (r.kind(value).value_or(plist::Kind::Null)) {
+            case plist::Kind::Real:
+                numbers.push_back(*r.asReal(value));
+                break;
+            case plist::Kind::Int:
+                numbers.push_back(static_cast<double>(*r.asInt(value)));
+                break;
+            case plist::Kind::Bool:
+                numbers.push_back(*r.asBool(value) ? 1.0 : 0.0);
+                break;
+            default:
+                fail("an array member that is not a number under " + quoted(key));
+        }
+    }
+    return numbers;
+}
+
+std::optional<std::vector<std::string>> KeyedDecoder::decodeStringArrayForKey(std::string_view key) const {
+    const std::optional<std::uint64_t> uid = uidForKey(key);
+    if (!uid || *uid == 0) return std::nullopt;
+    const auto [members, count] = arrayMembers(*uid, key);
+    const plist::Reader& r = unarchiver_->reader();
+    unarchiver_->chargeBytes(count * sizeof(std::string));
+    std::vector<std::string> texts;
+    texts.reserve(static_cast<std::size_t>(count));
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const std::optional<plist::Ref> member = r.arrayAt(members, i);
+        const std::optional<std::uint64_t> memberUid = member ? r.asUID(*member) : std::nullopt;
+        if (!memberUid || *memberUid == 0 || *memberUid >= unarchiver_->objectCount_)
+            fail("an array member that is not an object under " + quoted(key));
+        texts.push_back(stringAt(*memberUid, key));
+    }
+    return texts;
 }
 
 std::optional<double> KeyedDecoder::decodeDateForKey(std::string_view key) const {
@@ -347,7 +421,8 @@ KeyedDecoder KeyedDecoder::childCoder(std::uint64_t uid, std::initializer_list<s
     const std::string& cls = u.classNameOfRecord(child.rawValue("$class"));
     bool known = false;
     for (std::string_view name : classNames) known = known || name == cls;
-    if (!known) fail("an object of the unexpected class " + cls);
+    // The name is the file's own text: it reaches messages escaped.
+    if (!known) fail("an object of the unexpected class " + escapedForDisplay(cls));
     if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) fail("objects nested too deeply");
     u.chargeBytes(kObjectCharge);
     if (cls == "NSDictionary" || cls == "NSMutableDictionary") return KeyedDecoder(u, uid, true, depth_ + 1);
@@ -450,7 +525,30 @@ std::optional<std::vector<std::uint8_t>> KeyedArchiver::finish(std::uint64_t roo
 bool KeyedArchiver::finishInto(std::uint64_t rootUid, std::vector<std::uint8_t>& out) {
     const plist::Ref rootKey[] = {string("root")};
     const plist::Ref rootValue[] = {uidRef(rootUid)};
-    const plist::Ref top = writer_.addDict(rootKey, rootValue);
+    return finishWithTop(writer_.addDict(rootKey, rootValue), out);
+}
+
+bool KeyedArchiver::finishTopLevelInto(KeyedEncoder& top, std::vector<std::uint8_t>& out) {
+    const plist::Ref dict =
+        writer_.addDict(std::span(openKeys_).subspan(top.start_), std::span(openValues_).subspan(top.start_));
+    openKeys_.resize(top.start_);
+    openValues_.resize(top.start_);
+    return finishWithTop(dict, out);
+}
+
+plist::Ref KeyedArchiver::addValueArray(std::span<const plist::Ref> values, ArchiveClass arrayClass) {
+    const std::uint64_t arrayUid = reserve();
+    std::vector<plist::Ref> members;
+    members.reserve(values.size());
+    for (const plist::Ref value : values)
+        members.push_back(uidRef(addValueObject(value)));
+    KeyedEncoder arrayCoder(*this);
+    arrayCoder.add("NS.objects", writer_.addArray(members));
+    setObject(arrayUid, finishObject(arrayCoder, arrayClass));
+    return uidRef(arrayUid);
+}
+
+bool KeyedArchiver::finishWithTop(plist::Ref top, std::vector<std::uint8_t>& out) {
     const plist::Ref keys[] = {string("$version"), string("$archiver"), string("$top"), string("$objects")};
     const plist::Ref values[] = {writer_.addInt(kArchiveVersion), string(kArchiverName), top,
                                  writer_.addArray(objects_)};
@@ -527,5 +625,23 @@ void KeyedEncoder::encodeDate(std::string_view key, double secondsSinceReference
 }
 
 void KeyedEncoder::encodeNil(std::string_view key) { add(key, archiver_->uidRef(0)); }
+
+void KeyedEncoder::encodeFloatArray(std::string_view key, std::span<const float> values,
+                                    ArchiveClass arrayClass) {
+    std::vector<plist::Ref> numbers;
+    numbers.reserve(values.size());
+    for (const float value : values)
+        numbers.push_back(archiver_->writer_.addReal32(value));
+    add(key, archiver_->addValueArray(numbers, arrayClass));
+}
+
+void KeyedEncoder::encodeStringArray(std::string_view key, std::span<const std::string> values,
+                                     ArchiveClass arrayClass) {
+    std::vector<plist::Ref> texts;
+    texts.reserve(values.size());
+    for (const std::string& value : values)
+        texts.push_back(archiver_->string(value));
+    add(key, archiver_->addValueArray(texts, arrayClass));
+}
 
 }  // namespace velumen

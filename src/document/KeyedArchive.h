@@ -101,6 +101,12 @@ class KeyedDecoder {
     template <class T, class Decode>
     std::optional<std::vector<std::shared_ptr<T>>> decodeArrayForKey(
         std::string_view key, std::initializer_list<std::string_view> classNames, Decode&& decode) const;
+    // An NSArray or NSMutableArray of NSNumber under the key (integers, reals, booleans), as doubles; a
+    // member of another kind raises. Absent or nil: nullopt.
+    std::optional<std::vector<double>> decodeNumberArrayForKey(std::string_view key) const;
+    // An NSArray or NSMutableArray of NSString (bare or NSMutableString) under the key, in UTF-8; a member of
+    // another kind raises. Absent or nil: nullopt.
+    std::optional<std::vector<std::string>> decodeStringArrayForKey(std::string_view key) const;
 
     KeyedUnarchiver& unarchiver() const { return *unarchiver_; }
     const ImageCodec* imageCodec() const;
@@ -109,6 +115,16 @@ class KeyedDecoder {
     friend class KeyedUnarchiver;
     KeyedDecoder(KeyedUnarchiver& unarchiver, std::uint64_t uid, bool isDictionary, unsigned depth)
         : unarchiver_(&unarchiver), uid_(uid), isDictionary_(isDictionary), depth_(depth) {}
+
+    // The members of the NSArray or NSMutableArray at uid (the object under `key`), with their count.
+    struct ArrayMembers {
+        plist::Ref members;
+        std::uint64_t count;
+    };
+    ArrayMembers arrayMembers(std::uint64_t uid, std::string_view key) const;
+    // The text of the NSString at uid (the object under `key`, or one of its members); raises for another
+    // kind.
+    std::string stringAt(std::uint64_t uid, std::string_view key) const;
 
     // The value stored under the key as it is; nullopt when the key is absent.
     std::optional<plist::Ref> rawValue(std::string_view key) const;
@@ -127,6 +143,8 @@ class KeyedDecoder {
     std::uint64_t uid_;
     bool isDictionary_;
     unsigned depth_;
+    // The archive's top dictionary ("$top") rather than an object of "$objects".
+    bool isTop_ = false;
     // The keys of a coded object, read once on the first lookup: a class reads several keys of a few.
     static constexpr std::size_t kIndexedKeys = 12;
     struct KeyIndex {
@@ -150,6 +168,9 @@ class KeyedUnarchiver {
     // The root object, decoded as decodeObjectForKey does; nullptr when "root" is absent or nil.
     template <class T, class Decode>
     std::shared_ptr<T> decodeRootObject(std::initializer_list<std::string_view> classNames, Decode&& decode);
+    // The archive's top dictionary as a coder: "root" is the archived value, whatever its kind (an array of
+    // numbers, of text or of objects, or one object), read with the calls of any coded object.
+    KeyedDecoder topDecoder();
 
     // Charged for every byte a decoder copies out of the archive, inflates, or holds in built objects.
     // Raises once the total exceeds the budget: a few times the archive's size.
@@ -182,6 +203,7 @@ class KeyedUnarchiver {
 
     std::optional<plist::Reader> reader_;
     plist::Ref objects_ = 0;
+    plist::Ref topDict_ = 0;
     std::uint64_t objectCount_ = 0;
     std::optional<std::uint64_t> rootUid_;
     const ImageCodec* codec_ = nullptr;
@@ -229,6 +251,11 @@ class KeyedEncoder {
     template <class T, class Encode>
     void encodeArray(std::string_view key, const std::vector<std::shared_ptr<T>>& objects, ArchiveClass arrayClass,
                      ArchiveClass elementClass, Encode&& encode);
+    // An array of NSNumber, each a 32-bit real, with the array's own class chain.
+    void encodeFloatArray(std::string_view key, std::span<const float> values, ArchiveClass arrayClass);
+    // An array of bare NSString, with the array's own class chain.
+    void encodeStringArray(std::string_view key, std::span<const std::string> values,
+                           ArchiveClass arrayClass);
 
     KeyedArchiver& archiver() const { return *archiver_; }
     const ImageCodec* imageCodec() const;
@@ -263,6 +290,10 @@ class KeyedArchiver {
     // object (numbers as NSNumber), as the platform's dictionaries hold them.
     template <class Encode>
     std::optional<std::vector<std::uint8_t>> archivedDictionary(Encode&& encode);
+    // The archive whose top dictionary holds what encode(KeyedEncoder&) writes into it. A value written
+    // under "root" makes the archive of that value, of any kind: an array of numbers, of text or of objects.
+    template <class Encode>
+    std::optional<std::vector<std::uint8_t>> archivedTopLevel(Encode&& encode);
 
     const ImageCodec* imageCodec() const { return codec_; }
 
@@ -282,6 +313,12 @@ class KeyedArchiver {
                               void (*thunk)(const void*, const void*, KeyedEncoder&), const void* encode);
     std::optional<std::vector<std::uint8_t>> finish(std::uint64_t rootUid);
     bool finishInto(std::uint64_t rootUid, std::vector<std::uint8_t>& out);
+    // The archive around a finished "$top" dictionary.
+    bool finishWithTop(plist::Ref top, std::vector<std::uint8_t>& out);
+    // Closes the encoder of the top dictionary (no class) and finishes the archive around it.
+    bool finishTopLevelInto(KeyedEncoder& top, std::vector<std::uint8_t>& out);
+    // A new array object of bare values in "$objects" (numbers, text), each member an object of its own.
+    plist::Ref addValueArray(std::span<const plist::Ref> values, ArchiveClass arrayClass);
 
     const ImageCodec* codec_;
     plist::Writer writer_;
@@ -343,25 +380,19 @@ std::optional<std::vector<std::shared_ptr<T>>> KeyedDecoder::decodeArrayForKey(
     std::string_view key, std::initializer_list<std::string_view> classNames, Decode&& decode) const {
     const std::optional<std::uint64_t> uid = uidForKey(key);
     if (!uid || *uid == 0) return std::nullopt;
-    const std::string& arrayClass = unarchiver_->className(*uid);
-    if (arrayClass != "NSArray" && arrayClass != "NSMutableArray")
-        throw ArchiveError("an array was expected under \"" + std::string(key) + "\"");
-    if (depth_ + 1 > KeyedUnarchiver::kMaxDepth) throw ArchiveError("objects nested too deeply");
+    const auto [members, count] = arrayMembers(*uid, key);
     const KeyedDecoder arrayCoder(*unarchiver_, *uid, false, depth_ + 1);
-    const std::optional<plist::Ref> members = arrayCoder.valueRef("NS.objects");
     const plist::Reader& reader = unarchiver_->reader();
-    const std::optional<std::uint64_t> count = members ? reader.arrayCount(*members) : std::nullopt;
-    if (!count) throw ArchiveError("an array without its members");
-    unarchiver_->chargeBytes(*count * sizeof(std::shared_ptr<T>));
+    unarchiver_->chargeBytes(count * sizeof(std::shared_ptr<T>));
     std::vector<std::shared_ptr<T>> result;
-    result.reserve(*count);
+    result.reserve(count);
     using Fn = std::decay_t<Decode>;
     const Fn callable(decode);
     auto thunk = [](const void* fn, const KeyedDecoder& coder) -> std::shared_ptr<void> {
         return std::static_pointer_cast<void>(std::shared_ptr<T>((*static_cast<const Fn*>(fn))(coder)));
     };
-    for (std::uint64_t i = 0; i < *count; ++i) {
-        const std::optional<plist::Ref> member = reader.arrayAt(*members, i);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const std::optional<plist::Ref> member = reader.arrayAt(members, i);
         const std::optional<std::uint64_t> memberUid = member ? reader.asUID(*member) : std::nullopt;
         if (!memberUid || *memberUid == 0) throw ArchiveError("an array member that is not an object");
         result.push_back(std::static_pointer_cast<T>(
@@ -458,6 +489,15 @@ std::optional<std::vector<std::uint8_t>> KeyedArchiver::archivedDictionary(Encod
     dictCoder.add("NS.objects", writer_.addArray(valueUids));
     setObject(uid, finishObject(dictCoder, {"NSDictionary", "NSObject"}));
     return finish(uid);
+}
+
+template <class Encode>
+std::optional<std::vector<std::uint8_t>> KeyedArchiver::archivedTopLevel(Encode&& encode) {
+    KeyedEncoder top(*this);
+    encode(top);
+    std::vector<std::uint8_t> out;
+    if (!finishTopLevelInto(top, out)) return std::nullopt;
+    return out;
 }
 
 }  // namespace velumen

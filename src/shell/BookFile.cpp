@@ -1,9 +1,9 @@
 #include "shell/BookFile.h"
 
 #include <QFile>
-#include <QSaveFile>
 
 #include "document/KeyedArchive.h"
+#include "document/qt/FileQueue.h"
 
 namespace velumen {
 
@@ -48,11 +48,11 @@ bool writeBook(FoliantData& book, const QString& path, const ImageCodec& codec, 
         error = path.toStdString() + ": cannot be written (" + e.what() + ")";
         return false;
     }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(reinterpret_cast<const char*>(bytes.data()), qint64(bytes.size())) != qint64(bytes.size()) ||
-        !file.commit()) {
-        error = path.toStdString() + ": cannot be written (" + file.errorString().toStdString() + ")";
+    // The notebook's own writer: a full disk or a size limit is reported with the system's reason, and the
+    // old file stays as it was.
+    QString reason;
+    if (!writeFileAtomically(path, bytes, reason)) {
+        error = reason.toStdString();
         return false;
     }
     return true;

@@ -16,7 +16,8 @@ FoliantDataPtr newOnePageBook();
 // The book at `path`; a new one-page book when the file does not exist. A file that cannot be read gives
 // null and `error`.
 FoliantDataPtr readBook(const QString& path, const ImageCodec& codec, std::string& error);
-// Writes through a temporary file renamed into place; false with `error` on failure.
+// Writes through a temporary file renamed into place, as the open book's saves do; false with `error`, which
+// names the system's reason (a full disk, a size limit), on failure. The old file is then left as it was.
 bool writeBook(FoliantData& book, const QString& path, const ImageCodec& codec, std::string& error);
 
 }  // namespace velumen

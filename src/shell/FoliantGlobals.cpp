@@ -44,36 +44,61 @@ KColor rgb255(int r, int g, int b, double alpha) {
     return {r / 255.0, g / 255.0, b / 255.0, alpha};
 }
 
-template <class T>
-struct Root {
-    std::vector<std::shared_ptr<T>> items;
-};
+const ArchiveClass kMutableArrayClass = {"NSMutableArray", "NSArray", "NSObject"};
 
-template <class T, class Decode>
-std::optional<std::vector<T>> unarchiveArray(const QByteArray& bytes, std::string_view className,
-                                             Decode decode) {
+// Runs read on the coder that holds the stored value under "root": the archive's own top for the archive
+// of the value, or the dictionary under "root" for stores written by versions that wrapped the value in a
+// dictionary. nullopt for bytes that are no archive and for a read that raises.
+template <class R, class Read>
+std::optional<R> readStoredArchive(const QByteArray& bytes, Read read) {
     if (bytes.isEmpty()) return std::nullopt;
     try {
         KeyedUnarchiver unarchiver(bytesOf(bytes));
-        const auto root =
-            unarchiver.decodeRootObject<Root<T>>({"NSDictionary"}, [&](const KeyedDecoder& coder) {
-                auto result = std::make_shared<Root<T>>();
-                auto items = coder.decodeArrayForKey<T>("root", {className}, [&](const KeyedDecoder& item) {
-                    return std::make_shared<T>(decode(item));
-                });
-                if (!items) throw ArchiveError("no array under root");
-                result->items = std::move(*items);
-                return result;
-            });
-        if (!root) return std::nullopt;
-        std::vector<T> values;
-        values.reserve(root->items.size());
-        for (const auto& item : root->items)
-            values.push_back(*item);
-        return values;
+        const KeyedDecoder top = unarchiver.topDecoder();
+        const std::optional<std::string> rootClass = top.classNameForKey("root");
+        if (!rootClass) return std::nullopt;
+        if (*rootClass != "NSDictionary" && *rootClass != "NSMutableDictionary") return read(top);
+        std::optional<R> result;
+        top.decodeValueForKey<bool>("root", {"NSDictionary", "NSMutableDictionary"},
+                                    [&](const KeyedDecoder& wrapper) {
+                                        result = read(wrapper);
+                                        return true;
+                                    });
+        return result;
     } catch (const ArchiveError&) {
         return std::nullopt;
     }
+}
+
+// Whether the array under "root" is of a class the loader keeps: only a mutable one for MutableOnly.
+bool hasArrayClass(const KeyedDecoder& coder, ArrayKind kind) {
+    return kind == ArrayKind::Any ||
+           coder.classNameForKey("root") == std::optional<std::string>("NSMutableArray");
+}
+
+template <class T, class Decode>
+std::optional<std::vector<T>> unarchiveArray(const QByteArray& bytes, std::string_view className,
+                                             ArrayKind kind, Decode decode) {
+    return readStoredArchive<std::vector<T>>(
+        bytes, [&](const KeyedDecoder& coder) -> std::optional<std::vector<T>> {
+            if (!hasArrayClass(coder, kind)) return std::nullopt;
+            auto items = coder.decodeArrayForKey<T>("root", {className}, [&](const KeyedDecoder& item) {
+                return std::make_shared<T>(decode(item));
+            });
+            if (!items) return std::nullopt;
+            std::vector<T> values;
+            values.reserve(items->size());
+            for (const auto& item : *items)
+                values.push_back(*item);
+            return values;
+        });
+}
+
+template <class Encode>
+std::vector<std::uint8_t> archiveValue(Encode encode) {
+    KeyedArchiver archiver;
+    auto bytes = archiver.archivedTopLevel([&](KeyedEncoder& top) { encode(top); });
+    return bytes ? std::move(*bytes) : std::vector<std::uint8_t>{};
 }
 
 template <class T, class Encode>
@@ -83,11 +108,8 @@ std::vector<std::uint8_t> archiveArray(const std::vector<T>& values, ArchiveClas
     items.reserve(values.size());
     for (const T& v : values)
         items.push_back(std::make_shared<T>(v));
-    KeyedArchiver archiver;
-    auto bytes = archiver.archivedDictionary([&](KeyedEncoder& coder) {
-        coder.encodeArray("root", items, {"NSMutableArray", "NSArray", "NSObject"}, elementClass, encode);
-    });
-    return bytes ? std::move(*bytes) : std::vector<std::uint8_t>{};
+    return archiveValue(
+        [&](KeyedEncoder& top) { top.encodeArray("root", items, kMutableArrayClass, elementClass, encode); });
 }
 
 }  // namespace
@@ -151,8 +173,8 @@ std::vector<std::uint8_t> archiveColors(const std::vector<KColor>& colors) {
                         [](const KColor& c, KeyedEncoder& coder) { encodeWithCoder(c, coder); });
 }
 
-std::optional<std::vector<KColor>> unarchiveColors(const QByteArray& bytes) {
-    return unarchiveArray<KColor>(bytes, "KColor", initKColorWithCoder);
+std::optional<std::vector<KColor>> unarchiveColors(const QByteArray& bytes, ArrayKind kind) {
+    return unarchiveArray<KColor>(bytes, "KColor", kind, initKColorWithCoder);
 }
 
 std::vector<std::uint8_t> archivePenSettings(const std::vector<PenSettings>& pens) {
@@ -161,34 +183,56 @@ std::vector<std::uint8_t> archivePenSettings(const std::vector<PenSettings>& pen
 }
 
 std::optional<std::vector<PenSettings>> unarchivePenSettings(const QByteArray& bytes) {
-    return unarchiveArray<PenSettings>(bytes, "PenSettings", initPenSettingsWithCoder);
+    return unarchiveArray<PenSettings>(bytes, "PenSettings", ArrayKind::Any, initPenSettingsWithCoder);
+}
+
+std::vector<std::uint8_t> archiveFloats(const std::vector<float>& values) {
+    return archiveValue([&](KeyedEncoder& top) { top.encodeFloatArray("root", values, kMutableArrayClass); });
+}
+
+std::optional<std::vector<float>> unarchiveFloats(const QByteArray& bytes, ArrayKind kind) {
+    return readStoredArchive<std::vector<float>>(
+        bytes, [&](const KeyedDecoder& coder) -> std::optional<std::vector<float>> {
+            if (!hasArrayClass(coder, kind)) return std::nullopt;
+            const auto numbers = coder.decodeNumberArrayForKey("root");
+            if (!numbers) return std::nullopt;
+            std::vector<float> values;
+            for (const double n : *numbers) {
+                if (!std::isfinite(n) || std::fabs(n) > 3.4e38) return std::nullopt;
+                values.push_back(static_cast<float>(n));
+            }
+            return values;
+        });
+}
+
+std::vector<std::uint8_t> archiveStrings(const std::vector<std::string>& values) {
+    return archiveValue(
+        [&](KeyedEncoder& top) { top.encodeStringArray("root", values, kMutableArrayClass); });
+}
+
+std::optional<std::vector<std::string>> unarchiveStrings(const QByteArray& bytes, ArrayKind kind) {
+    return readStoredArchive<std::vector<std::string>>(
+        bytes, [&](const KeyedDecoder& coder) -> std::optional<std::vector<std::string>> {
+            if (!hasArrayClass(coder, kind)) return std::nullopt;
+            return coder.decodeStringArrayForKey("root");
+        });
 }
 
 std::vector<std::uint8_t> archiveTextSettings(const FLTextSettings& settings) {
-    KeyedArchiver archiver;
-    auto bytes = archiver.archivedDictionary([&](KeyedEncoder& coder) {
-        coder.encodeObject("root", &settings, {FLTextSettings::kClassName, "NSObject"},
-                           [](const FLTextSettings& s, KeyedEncoder& inner) { s.encodeWithCoder(inner); });
+    return archiveValue([&](KeyedEncoder& top) {
+        top.encodeObject("root", &settings, {FLTextSettings::kClassName, "NSObject"},
+                         [](const FLTextSettings& s, KeyedEncoder& inner) { s.encodeWithCoder(inner); });
     });
-    return bytes ? std::move(*bytes) : std::vector<std::uint8_t>{};
 }
 
 FLTextSettingsPtr unarchiveTextSettings(const QByteArray& bytes) {
-    if (bytes.isEmpty()) return nullptr;
-    try {
-        KeyedUnarchiver unarchiver(bytesOf(bytes));
-        struct Holder {
-            FLTextSettingsPtr settings;
-        };
-        const auto root =
-            unarchiver.decodeRootObject<Holder>({"NSDictionary"}, [](const KeyedDecoder& coder) {
-                return std::make_shared<Holder>(Holder{coder.decodeObjectForKey<FLTextSettings>(
-                    "root", {FLTextSettings::kClassName}, FLTextSettings::initWithCoder)});
-            });
-        return root ? root->settings : nullptr;
-    } catch (const ArchiveError&) {
-        return nullptr;
-    }
+    return readStoredArchive<FLTextSettingsPtr>(
+               bytes,
+               [](const KeyedDecoder& coder) -> std::optional<FLTextSettingsPtr> {
+                   return coder.decodeObjectForKey<FLTextSettings>("root", {FLTextSettings::kClassName},
+                                                                   FLTextSettings::initWithCoder);
+               })
+        .value_or(nullptr);
 }
 
 // ---- FoliantGlobals ----
@@ -268,10 +312,8 @@ void FoliantGlobals::loadSettings() {
         return v.typeId() == QMetaType::QByteArray ? v.toByteArray() : QByteArray();
     };
 
-    // 1. Pen slots, filled up to three.
+    // 1. Pen slots, filled up to three; more are kept.
     penTables.penSettings = unarchivePenSettings(data(kPenSettings)).value_or(std::vector<PenSettings>{});
-    if (penTables.penSettings.size() > PenTables::kPenSettingsCount)
-        penTables.penSettings.resize(PenTables::kPenSettingsCount);
     while (penTables.penSettings.size() < PenTables::kPenSettingsCount)
         penTables.penSettings.push_back(
             PenSettings::initWithColor(PenTables::defaultPenColor(), PenTables::kDefaultPenThickness));
@@ -281,50 +323,54 @@ void FoliantGlobals::loadSettings() {
     for (std::size_t i = penColors.size(); i < _defaultPenColors.size(); ++i)
         penColors.push_back(_defaultPenColors[i]);
 
-    // 3. Widths: a list of numbers with at least five entries, else the defaults whole.
-    penTables.penWidths.clear();
+    // 3. Widths: a mutable array of numbers with at least five entries, else the defaults whole. Stores
+    // written before the widths were archived hold a plain list of reals, which reads the same way.
     {
-        const QVariant v = store.value(kPenWidths);
-        bool usable = v.typeId() == QMetaType::QVariantList;
-        std::vector<float> widths;
-        if (usable) {
+        std::optional<std::vector<float>> widths = unarchiveFloats(data(kPenWidths), ArrayKind::MutableOnly);
+        if (const QVariant v = store.value(kPenWidths); !widths && v.typeId() == QMetaType::QVariantList) {
+            widths.emplace();
             for (const QVariant& member : v.toList()) {
                 const auto n = plainNumber(member);
-                if (!n || !std::isfinite(*n)) {
-                    usable = false;
+                if (!n || !std::isfinite(*n) || std::fabs(*n) > 3.4e38) {
+                    widths.reset();
                     break;
                 }
-                widths.push_back(static_cast<float>(*n));
+                widths->push_back(static_cast<float>(*n));
             }
         }
-        penTables.penWidths =
-            usable && widths.size() >= PenTables::kPenWidthsCount ? widths : PenTables::defaultPenWidths();
+        if (widths && widths->size() >= PenTables::kPenWidthsCount)
+            penTables.penWidths = std::move(*widths);
+        else
+            penTables.penWidths = PenTables::defaultPenWidths();
     }
 
-    // 4. The colour of each ink type: six at least, else six copies of the palette's first entry.
+    // 4. The colour of each ink type: a mutable array of six at least, else six copies of the palette's
+    // first entry.
     {
-        auto colors = unarchiveColors(data(kCurrentPenColors));
+        auto colors = unarchiveColors(data(kCurrentPenColors), ArrayKind::MutableOnly);
         if (colors && colors->size() >= PenTables::kCurrentPenColorsCount)
             penTables.currentPenColors = std::move(*colors);
         else
             penTables.currentPenColors.assign(PenTables::kCurrentPenColorsCount, penColors.front());
     }
 
-    // 5, 6. Fonts.
-    _recentFontFamilies.clear();
+    // 5, 6. Fonts. The families are a mutable array of text, or the plain list of text of stores written
+    // before they were archived; anything else gives the default family alone.
     {
-        const QVariant v = store.value(kRecentFontFamilies);
-        bool usable = v.typeId() == QMetaType::QVariantList || v.typeId() == QMetaType::QStringList;
-        if (usable) {
+        std::optional<std::vector<std::string>> families =
+            unarchiveStrings(data(kRecentFontFamilies), ArrayKind::MutableOnly);
+        if (const QVariant v = store.value(kRecentFontFamilies);
+            !families && (v.typeId() == QMetaType::QVariantList || v.typeId() == QMetaType::QStringList)) {
+            families.emplace();
             for (const QVariant& member : v.toList()) {
                 if (member.typeId() != QMetaType::QString) {
-                    usable = false;
+                    families.reset();
                     break;
                 }
-                _recentFontFamilies.push_back(member.toString().toStdString());
+                families->push_back(member.toString().toStdString());
             }
         }
-        if (!usable) _recentFontFamilies = {kDefaultFontName};
+        _recentFontFamilies = families ? std::move(*families) : std::vector<std::string>{kDefaultFontName};
     }
     {
         const QVariant v = store.value(kRecentFontName);
@@ -392,16 +438,10 @@ bool FoliantGlobals::saveSettings() {
     store.setValue(kDisableScreenPanning, _disableScreenPanning);
     store.setValue(kRecentFontSize, _recentFontSize);
     store.setValue(kPenColors, toByteArray(archiveColors(penColors)));
-    QVariantList widths;
-    for (float w : penTables.penWidths)
-        widths.append(QVariant(w));
-    store.setValue(kPenWidths, widths);
+    store.setValue(kPenWidths, toByteArray(archiveFloats(penTables.penWidths)));
     store.setValue(kCurrentPenColors, toByteArray(archiveColors(penTables.currentPenColors)));
     store.setValue(kPenSettings, toByteArray(archivePenSettings(penTables.penSettings)));
-    QVariantList families;
-    for (const std::string& f : _recentFontFamilies)
-        families.append(QString::fromStdString(f));
-    store.setValue(kRecentFontFamilies, families);
+    store.setValue(kRecentFontFamilies, toByteArray(archiveStrings(_recentFontFamilies)));
     store.setValue(kRecentFontName, QString::fromStdString(_recentFontName));
     if (_defaultTextSettings)
         store.setValue(kDefaultTextSettings, toByteArray(archiveTextSettings(*_defaultTextSettings)));

@@ -131,7 +131,8 @@ class FoliantGlobals {
     bool _disableScreenPanning = false;
     float _recentFontSize = kDefaultFontSize;
     std::vector<KColor> penColors;
-    // penSettings, penWidths and currentPenColors: the tables the stroke engine reads and edits.
+    // penSettings, penWidths and currentPenColors: the tables the stroke engine reads and edits. Three pen
+    // slots at least; a store that holds more keeps them all.
     PenTables penTables;
     std::vector<std::string> _recentFontFamilies;
     std::string _recentFontName = kDefaultFontName;
@@ -158,12 +159,25 @@ class FoliantGlobals {
     std::optional<double> now_;
 };
 
-// Keyed-archive forms of the stored objects: a dictionary whose "root" holds the value. Each read gives
-// nullopt for bytes that hold no such value; nothing raises.
+// The stored forms of the object values: each is the keyed archive of the value, its "root" the value
+// itself, arrays as NSMutableArray. Each read also takes the form of earlier stores, where the value sat in
+// a dictionary under "root", and gives nullopt (or null) for bytes that hold no such value; nothing raises.
+enum class ArrayKind {
+    Any,
+    // Only an NSMutableArray: for the keys whose stored value is kept only when it is one.
+    MutableOnly,
+};
 std::vector<std::uint8_t> archiveColors(const std::vector<KColor>& colors);
-std::optional<std::vector<KColor>> unarchiveColors(const QByteArray& bytes);
+std::optional<std::vector<KColor>> unarchiveColors(const QByteArray& bytes, ArrayKind kind = ArrayKind::Any);
 std::vector<std::uint8_t> archivePenSettings(const std::vector<PenSettings>& pens);
 std::optional<std::vector<PenSettings>> unarchivePenSettings(const QByteArray& bytes);
+// Numbers as 32-bit reals; a member that is not a finite number, or outside the range of a float, fails the
+// whole array.
+std::vector<std::uint8_t> archiveFloats(const std::vector<float>& values);
+std::optional<std::vector<float>> unarchiveFloats(const QByteArray& bytes, ArrayKind kind = ArrayKind::Any);
+std::vector<std::uint8_t> archiveStrings(const std::vector<std::string>& values);
+std::optional<std::vector<std::string>> unarchiveStrings(const QByteArray& bytes,
+                                                         ArrayKind kind = ArrayKind::Any);
 std::vector<std::uint8_t> archiveTextSettings(const FLTextSettings& settings);
 FLTextSettingsPtr unarchiveTextSettings(const QByteArray& bytes);
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "document/DisplayText.h"
 #include "shell/BookFile.h"
 #include "shell/FoliantViewController.h"
 
@@ -40,7 +41,7 @@ void NotebookSession::start(const QString& path) {
         QDir().mkpath(booksFolder_);
         std::string error;
         if (!writeBook(*newOnePageBook(), book, codec_, error)) {
-            showMessage(QString::fromStdString(error));
+            tell(QString::fromStdString(error));
             return;
         }
     }
@@ -57,9 +58,9 @@ void NotebookSession::open(const QString& path) {
             if (didOpen) didOpen(path);
             return;
         }
-        showMessage(QString("\u201C%1\u201D could not be opened: it is not a book this notebook can read. "
-                            "The file was left as it is.")
-                        .arg(QFileInfo(path).fileName()));
+        tell(QString("\u201C%1\u201D could not be opened: it is not a book this notebook can read. "
+                     "The file was left as it is.")
+                 .arg(QFileInfo(path).fileName()));
         // Back to a book that opens: the notebook of the books folder, or a new one beside it when that
         // notebook itself is what failed.
         if (QFileInfo(path) != QFileInfo(defaultBookPath())) {
@@ -71,8 +72,12 @@ void NotebookSession::open(const QString& path) {
         if (writeBook(*newOnePageBook(), fresh, codec_, error))
             open(fresh);
         else
-            showMessage(QString::fromStdString(error));
+            tell(QString::fromStdString(error));
     });
+}
+
+void NotebookSession::tell(const QString& text) {
+    if (showMessage) showMessage(QString::fromStdString(escapedForDisplay(text.toStdString())));
 }
 
 bool NotebookSession::quit() {

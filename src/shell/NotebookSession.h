@@ -28,13 +28,16 @@ class NotebookSession : public QObject {
     // waited for. True when every write succeeded.
     bool quit();
 
-    // A message for the user (a refused file); by default printed on stderr.
+    // A message for the user (a refused file); by default printed on stderr. File names and reasons in it
+    // have their control characters escaped: a hostile name shows as one line of visible text.
     std::function<void(const QString&)> showMessage;
     // A book is open in the editor (the path it came from).
     std::function<void(const QString&)> didOpen;
 
   private:
     void open(const QString& path);
+    // Shows `text` through showMessage with its control characters escaped.
+    void tell(const QString& text);
     // A path in the books folder that holds no file yet, for a new notebook.
     QString freshBookPath() const;
 

@@ -1,9 +1,16 @@
 // The velumen tool run as a program on real files: books from our writer, an old book made by an
-// independent writer (Python's plistlib), and files that are not books.
+// independent writer (Python's plistlib), files that are not books, a hostile book whose class name and file
+// name carry terminal controls, and saves refused by a file-size limit.
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -11,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "document/FoliantData.h"
+#include "document/KeyedArchive.h"
 #include "objects/qt/QtImageCodec.h"
 
 namespace velumen {
@@ -18,6 +26,34 @@ namespace {
 
 namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
+
+#ifdef __SANITIZE_ADDRESS__
+// The GL driver of `replay` unloads itself, with a few blocks it still holds, before the leak check can name
+// them.
+constexpr const char* kToolEnvironment = "ASAN_OPTIONS=detect_leaks=0:abort_on_error=1 ";
+#else
+constexpr const char* kToolEnvironment = "";
+#endif
+
+// Single quotes for the shell, whatever the text holds.
+std::string shellQuoted(const std::string& text) {
+    std::string out = "'";
+    for (const char c : text)
+        out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return out + "'";
+}
+
+// A byte that would act on a terminal: C0 controls but the line's own end, DEL, and the UTF-8 form of C1.
+bool holdsRawControls(const std::string& text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        if ((c < 0x20 && !(c == '\n' && i + 1 == text.size())) || c == 0x7F) return true;
+        if (c == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+            static_cast<unsigned char>(text[i + 1]) <= 0x9F)
+            return true;
+    }
+    return false;
+}
 
 struct ToolRun {
     int status = -1;
@@ -47,6 +83,35 @@ class VelumenTool : public ::testing::Test {
         const std::string command = std::string(VELUMEN_TOOL) + " " + args + " >" + out.string() + " 2>" + err.string();
         const int raw = std::system(command.c_str());
         return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
+    }
+    // The tool in a child process whose files may not grow past `limit` bytes. The signal a write past the
+    // limit raises is left as it is: the tool itself must turn it into a failed write with its reason.
+    ToolRun toolLimitedTo(rlim_t limit, const std::string& args) {
+        const fs::path out = dir / "stdout", err = dir / "stderr";
+        const std::string command = std::string(kToolEnvironment) + VELUMEN_TOOL + " " + args + " >" +
+                                    out.string() + " 2>" + err.string();
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const rlimit fileSize{limit, limit};
+            if (::setrlimit(RLIMIT_FSIZE, &fileSize) != 0 || std::signal(SIGXFSZ, SIG_DFL) == SIG_ERR)
+                ::_exit(126);
+            ::setenv("LC_ALL", "C", 1);
+            ::execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+            ::_exit(127);
+        }
+        int raw = 0;
+        if (child < 0 || ::waitpid(child, &raw, 0) != child) return {};
+        return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
+    }
+    // Every name in the test's folder but the tool's captured output.
+    std::vector<std::string> folderNames() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(dir)) {
+            const std::string name = entry.path().filename().string();
+            if (name != "stdout" && name != "stderr") names.push_back(name);
+        }
+        std::sort(names.begin(), names.end());
+        return names;
     }
     fs::path write(const std::string& name, const Bytes& bytes) {
         const fs::path path = dir / name;
@@ -174,6 +239,81 @@ TEST_F(VelumenTool, RefusesFilesThatAreNotBooksWithOneLineAndNoOutput) {
     }
     EXPECT_EQ(tool("info " + (dir / "absent.velumen").string()).status, 1);
     EXPECT_EQ(tool("frobnicate").status, 2);
+}
+
+TEST_F(VelumenTool, AHostileBookIsRefusedOnOneLineOfVisibleText) {
+    // The root's class name and the file's name carry a line break, a colour sequence and an 8-bit CSI.
+    struct Thing {};
+    KeyedArchiver archiver;
+    const auto bytes = archiver.archivedDataWithRootObject(Thing{},
+                                                           {"Evil\n\x1b[31mClass\u009b2J",
+                                                            "NSObject"},
+                                                           [](const Thing&, KeyedEncoder&) {});
+    ASSERT_TRUE(bytes);
+    const fs::path path = write("hostile\n\x1b]0;title\x07.velumen", *bytes);
+    const std::string out = (dir / "out.velumen").string();
+    for (const std::string& args :
+         {"info " + shellQuoted(path.string()), "info " + shellQuoted(path.string()) + " --json",
+          "svg " + shellQuoted(path.string()), "upgrade " + shellQuoted(path.string()) + " " + out}) {
+        SCOPED_TRACE(args);
+        const ToolRun r = tool(args);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_TRUE(r.out.empty());
+        EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+        EXPECT_FALSE(holdsRawControls(r.err)) << r.err;
+        EXPECT_NE(r.err.find("hostile\\n\\x1b]0;title\\x07.velumen: not a readable book "
+                             "(an object of the unexpected class Evil\\n\\x1b[31mClass\\u{9b}2J)"),
+                  std::string::npos)
+            << r.err;
+    }
+    EXPECT_FALSE(fs::exists(out));
+}
+
+TEST_F(VelumenTool, ASaveRefusedBySizeNamesTheSystemsReasonAndLeavesTheOldBook) {
+    const Bytes book = archivedDataWithRootObject(*sampleBook(), &codec);
+    const fs::path in = write("in.velumen", book);
+    auto older = std::make_shared<FoliantData>();
+    older->pages().push_back(FoliantData::createNewPage());
+    const Bytes olderBytes = archivedDataWithRootObject(*older, &codec);
+    const fs::path out = write("out.velumen", olderBytes);
+    std::string script;
+    for (int i = 0; i < 20; ++i)
+        script += "{\"time\":" + std::to_string(i) + "e-2,\"phase\":\"" +
+                  (i == 0    ? "began"
+                   : i == 19 ? "ended"
+                             : "moved") +
+                  "\",\"id\":1,\"x\":" + std::to_string(100 + 5 * i) +
+                  ",\"y\":200,\"type\":\"finger\",\"view\":[600,750]}\n";
+    std::ofstream(dir / "script.jsonl", std::ios::binary) << script;
+    const std::vector<std::string> before = folderNames();
+    const std::string reason = std::strerror(EFBIG);
+    ASSERT_LT(olderBytes.size(), book.size());
+
+    struct Case {
+        const char* name;
+        std::string args;
+        const fs::path& target;
+        const Bytes& old;
+    };
+    const Case cases[] = {
+        {"upgrade", "upgrade " + in.string() + " " + out.string(), out, olderBytes},
+        {"replay", "replay " + (dir / "script.jsonl").string() + " " + in.string(), in, book},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        // Room for less than the book the command writes.
+        const ToolRun r = toolLimitedTo(static_cast<rlim_t>(c.old.size() / 2), c.args);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+        EXPECT_NE(r.err.find(c.target.string() + ": cannot be written (" + reason + ")"), std::string::npos)
+            << r.err;
+        const std::string after = slurp(c.target);
+        EXPECT_TRUE(Bytes(after.begin(), after.end()) == c.old);
+        EXPECT_EQ(folderNames(), before);
+    }
+    // Without the limit both go through.
+    EXPECT_EQ(tool("upgrade " + in.string() + " " + out.string()).status, 0);
+    EXPECT_NE(slurp(out).size(), olderBytes.size());
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 // The editor with its book file, under a display: the autosave waits for the finger and then saves once, a
 // save in the background is granted mid-stroke, an autosave paints nothing and keeps the book's preview, a
-// locked book comes through viewing and page turns byte for byte, quitting saves what is unsaved, and files
-// that are not books, or that vanish behind the open book, neither crash nor get written over.
+// locked book comes through viewing and page turns byte for byte, quitting saves what is unsaved, files
+// that are not books, or that vanish behind the open book, neither crash nor get written over, and a
+// hostile book's name reaches the refusal as visible text.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -12,6 +13,7 @@
 #include <QToolButton>
 #include <sys/stat.h>
 
+#include "document/KeyedArchive.h"
 #include "document/MappedFile.h"
 #include "objects/qt/QtImageCodec.h"
 #include "shell/BookFile.h"
@@ -304,6 +306,39 @@ TEST(EditorDocument, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten
     e.vc.closeDocumentWithCompletion([&](bool ok) { closed = ok; });
     EXPECT_TRUE(QTest::qWaitFor([&] { return closed.has_value(); }, 10000));
     EXPECT_EQ(e.vc.document(), nullptr);
+}
+
+TEST(EditorDocument, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
+    EditorWithFile e;
+    NotebookSession session(e.vc, e.dir.filePath("Books"));
+    QStringList messages;
+    session.showMessage = [&](const QString& text) { messages << text; };
+    QString opened;
+    session.didOpen = [&](const QString& path) { opened = path; };
+
+    struct Thing {};
+    KeyedArchiver archiver;
+    const auto bytes = archiver.archivedDataWithRootObject(Thing{}, {"Evil\n\x1b[31mClass", "NSObject"},
+                                                           [](const Thing&, KeyedEncoder&) {});
+    ASSERT_TRUE(bytes);
+    const QString hostile =
+        e.dir.filePath(QString::fromUtf8("evil\n\x1b[31m\u009b2J\xe2\x80\xa8.velumen"));
+    {
+        QFile f(hostile);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(reinterpret_cast<const char*>(bytes->data()), qint64(bytes->size()));
+    }
+    session.start(hostile);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000));
+    ASSERT_EQ(messages.size(), 1);
+    for (const QChar c : messages[0]) {
+        const char16_t u = c.unicode();
+        EXPECT_FALSE(u < 0x20 || (u >= 0x7F && u <= 0x9F) || u == 0x2028) << int(u);
+    }
+    EXPECT_TRUE(messages[0].contains("evil\\n\\x1b[31m\\u{9b}2J\\u{2028}.velumen"))
+        << messages[0].toStdString();
+    EXPECT_EQ(opened, session.defaultBookPath());
+    EXPECT_EQ(bytesOf(hostile).size(), qsizetype(bytes->size()));
 }
 
 }  // namespace

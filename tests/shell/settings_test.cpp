@@ -6,14 +6,20 @@
 #include <QTemporaryDir>
 #include <QTimeZone>
 
+#include "document/BinaryPlist.h"
+#include "document/KeyedArchive.h"
 #include "shell/DefaultsStore.h"
 #include "shell/FoliantGlobals.h"
 
 namespace velumen {
 
-// Test-only: colours equal channel by channel.
+// Test-only: colours equal channel by channel; pen slots field by field.
 bool operator==(const KColor& x, const KColor& y) {
     return x.r == y.r && x.g == y.g && x.b == y.b && x.a == y.a;
+}
+bool operator==(const PenSettings& x, const PenSettings& y) {
+    return x.version == y.version && x.thickness == y.thickness && x.inkType == y.inkType &&
+           x.color == y.color;
 }
 
 namespace {
@@ -32,6 +38,9 @@ class SettingsTest : public ::testing::Test {
     }
     static QByteArray bytes(const std::vector<std::uint8_t>& v) {
         return QByteArray(reinterpret_cast<const char*>(v.data()), qsizetype(v.size()));
+    }
+    static std::span<const std::uint8_t> bytesOf(const QByteArray& b) {
+        return {reinterpret_cast<const std::uint8_t*>(b.constData()), std::size_t(b.size())};
     }
 };
 
@@ -175,6 +184,249 @@ TEST_F(SettingsTest, AnOlderPaletteGainsTheNewPageAndATruncatedFileLosesNothingE
     auto h = fresh();
     EXPECT_EQ(h->penColors.size(), 32u);
     EXPECT_EQ(h->penWidths(), PenTables::defaultPenWidths());
+}
+
+// The class of the archived value under "root", read from the property list itself rather than through
+// the archive reader: the stored form as any reader of keyed archives sees it.
+std::string storedRootClass(const QByteArray& data) {
+    const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(data.constData()),
+                                              std::size_t(data.size()));
+    const auto r = plist::Reader::open(bytes);
+    if (!r) return "not a property list";
+    const auto top = r->dictLookup(r->top(), "$top");
+    const auto objects = r->dictLookup(r->top(), "$objects");
+    const auto root = top ? r->dictLookup(*top, "root") : std::nullopt;
+    const auto rootUid = root ? r->asUID(*root) : std::nullopt;
+    const auto object = rootUid && objects ? r->arrayAt(*objects, *rootUid) : std::nullopt;
+    const auto cls = object ? r->dictLookup(*object, "$class") : std::nullopt;
+    const auto clsUid = cls ? r->asUID(*cls) : std::nullopt;
+    const auto record = clsUid ? r->arrayAt(*objects, *clsUid) : std::nullopt;
+    const auto name = record ? r->dictLookup(*record, "$classname") : std::nullopt;
+    return name ? r->asString(*name).value_or("?") : "no root object";
+}
+
+// Every persisted object value of a store, to compare one load with another.
+struct ObjectValues {
+    std::vector<PenSettings> penSettings;
+    std::vector<KColor> penColors;
+    std::vector<float> penWidths;
+    std::vector<KColor> currentPenColors;
+    std::vector<std::string> recentFontFamilies;
+    std::string textFont;
+    float textSize;
+    int textAlignment;
+    explicit ObjectValues(FoliantGlobals& g)
+        : penSettings(g.penSettings()),
+          penColors(g.penColors),
+          penWidths(g.penWidths()),
+          currentPenColors(g.currentPenColors()),
+          recentFontFamilies(g._recentFontFamilies),
+          textFont(g._defaultTextSettings->fontName),
+          textSize(g._defaultTextSettings->fontSize),
+          textAlignment(g._defaultTextSettings->textAlignment) {}
+};
+
+// A store with every object value away from its default, five pen slots among them.
+void setEveryObjectValue(FoliantGlobals& g) {
+    g.penSettings().clear();
+    for (int i = 0; i < 5; ++i) {
+        PenSettings pen = PenSettings::initWithColor({0.125 * i, 0.5, 1 - 0.125 * i, 0.25}, 2.0f + float(i));
+        pen.inkType = i;
+        g.penSettings().push_back(pen);
+    }
+    // Colours are kept as 32-bit floats: the palette starts from its stored precision.
+    for (KColor& c : g.penColors)
+        c = {double(float(c.r)), double(float(c.g)), double(float(c.b)), double(float(c.a))};
+    g.penColors[5] = {0.25, 0.5, 0.75, 0.125};
+    g.penColors.push_back({1, 1, 1, 0.5});  // a 33rd colour is kept
+    g.penWidths() = {60, 5, 2, 24, 12, 7.25f};
+    g.currentPenColors() = {{1, 0, 0, 0.5}, {0, 1, 0, 0.5}, {0, 0, 1, 0.5},
+                            {1, 1, 0, 0.5}, {0, 1, 1, 0.5}, {1, 0, 1, 0.5}};
+    for (const char* f : {"Times", "Courier", "Grüße\tSans", "Mono"})
+        g.addRecentFontFamily(f);
+    g._defaultTextSettings->fontName = "Courier";
+    g._defaultTextSettings->fontSize = 30;
+    g._defaultTextSettings->textAlignment = 2;
+}
+
+TEST_F(SettingsTest, ObjectValuesAreStoredAsArchivesOfTheValueAndComeBackWhole) {
+    std::unique_ptr<ObjectValues> expected;
+    {
+        auto g = fresh();
+        setEveryObjectValue(*g);
+        expected = std::make_unique<ObjectValues>(*g);
+        ASSERT_TRUE(g->saveSettings());
+    }
+    {
+        auto store = openDefaultsStore(path());
+        const std::pair<const char*, const char*> forms[] = {
+            {"penSettings", "NSMutableArray"},        {"penColors", "NSMutableArray"},
+            {"penWidths", "NSMutableArray"},          {"currentPenColors", "NSMutableArray"},
+            {"recentFontFamilies", "NSMutableArray"}, {"defaultTextSettings", "FLTextSettings"},
+        };
+        for (const auto& [key, rootClass] : forms) {
+            const QVariant v = store->value(key);
+            EXPECT_EQ(v.typeId(), QMetaType::QByteArray) << key;
+            EXPECT_EQ(storedRootClass(v.toByteArray()), rootClass) << key;
+        }
+        // The widths are numbers and the families text, one object each, as any archive reader takes them.
+        KeyedUnarchiver widths(bytesOf(store->value("penWidths").toByteArray()));
+        EXPECT_EQ(widths.topDecoder().decodeNumberArrayForKey("root"),
+                  (std::vector<double>{60, 5, 2, 24, 12, 7.25}));
+        KeyedUnarchiver families(bytesOf(store->value("recentFontFamilies").toByteArray()));
+        EXPECT_EQ(families.topDecoder().decodeStringArrayForKey("root"),
+                  (std::vector<std::string>{"Mono", "Grüße\tSans", "Courier", "Times", "Helvetica"}));
+    }
+    auto g = fresh();
+    const ObjectValues loaded(*g);
+    EXPECT_EQ(loaded.penSettings.size(), 5u);
+    EXPECT_EQ(loaded.penSettings, expected->penSettings);
+    EXPECT_EQ(loaded.penColors.size(), 33u);
+    EXPECT_EQ(loaded.penColors, expected->penColors);
+    EXPECT_EQ(loaded.penWidths, expected->penWidths);
+    EXPECT_EQ(loaded.currentPenColors, expected->currentPenColors);
+    EXPECT_EQ(loaded.recentFontFamilies, expected->recentFontFamilies);
+    EXPECT_EQ(loaded.textFont, "Courier");
+    EXPECT_EQ(loaded.textSize, 30.0f);
+    EXPECT_EQ(loaded.textAlignment, 2);
+}
+
+TEST_F(SettingsTest, EachUnreadableObjectKeyFallsBackAloneAndTheOthersLoad) {
+    std::unique_ptr<ObjectValues> saved;
+    {
+        auto g = fresh();
+        setEveryObjectValue(*g);
+        saved = std::make_unique<ObjectValues>(*g);
+        ASSERT_TRUE(g->saveSettings());
+    }
+    const QByteArray original = [&] {
+        QFile f(path());
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    }();
+    KeyedArchiver immutableFloats, immutableTexts, numbersAsTexts;
+    const ArchiveClass immutable = {"NSArray", "NSObject"};
+    const std::vector<float> sixWidths = {1, 2, 3, 4, 5, 6};
+    const std::vector<std::string> twoTexts = {"A", "B"};
+    const auto archived = [](std::optional<std::vector<std::uint8_t>> b) { return bytes(b.value()); };
+    const QByteArray immutableWidths = archived(immutableFloats.archivedTopLevel(
+        [&](KeyedEncoder& top) { top.encodeFloatArray("root", sixWidths, immutable); }));
+    const QByteArray immutableFamilies = archived(immutableTexts.archivedTopLevel(
+        [&](KeyedEncoder& top) { top.encodeStringArray("root", twoTexts, immutable); }));
+    const QByteArray textsForNumbers = archived(numbersAsTexts.archivedTopLevel([&](KeyedEncoder& top) {
+        top.encodeStringArray("root", twoTexts, {"NSMutableArray", "NSArray", "NSObject"});
+    }));
+    const QByteArray truncated = bytes(archiveColors(saved->currentPenColors)).left(100);
+
+    struct Case {
+        const char* key;
+        QVariant value;
+    };
+    const Case cases[] = {
+        {"penSettings", QByteArray("not an archive")},
+        {"penSettings", bytes(archiveColors(saved->currentPenColors))},  // colours, not pens
+        {"penColors", truncated},
+        {"penColors", textsForNumbers},
+        {"penWidths", immutableWidths},  // kept only when mutable
+        {"penWidths", textsForNumbers},
+        {"penWidths", bytes(archiveFloats({1, 2, 3, 4}))},  // fewer than five
+        {"penWidths", QVariantList{1, 2, QString("3"), 4, 5}},
+        {"currentPenColors", truncated},
+        {"currentPenColors", bytes(archivePenSettings(saved->penSettings))},
+        {"recentFontFamilies", immutableFamilies},
+        {"recentFontFamilies", bytes(archiveFloats(sixWidths))},
+        {"recentFontFamilies", QVariantList{QString("A"), 2}},
+        {"defaultTextSettings", bytes(archiveStrings(twoTexts))},
+        {"defaultTextSettings", QString("Courier")},
+    };
+    for (const Case& c : cases) {
+        const std::string key = c.key;
+        SCOPED_TRACE(key + " holding " + c.value.typeName());
+        {
+            QFile f(path());
+            ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            f.write(original);
+        }
+        writeRaw(c.key, c.value);
+        auto g = fresh();
+        const ObjectValues loaded(*g);
+        if (key == "penSettings")
+            EXPECT_EQ(
+                loaded.penSettings,
+                std::vector<PenSettings>(3, PenSettings::initWithColor(PenTables::defaultPenColor(), 6.0f)));
+        else
+            EXPECT_EQ(loaded.penSettings, saved->penSettings);
+        EXPECT_EQ(loaded.penColors, key == "penColors" ? g->_defaultPenColors : saved->penColors);
+        EXPECT_EQ(loaded.penWidths, key == "penWidths" ? PenTables::defaultPenWidths() : saved->penWidths);
+        EXPECT_EQ(loaded.currentPenColors, key == "currentPenColors"
+                                               ? std::vector<KColor>(6, loaded.penColors.front())
+                                               : saved->currentPenColors);
+        EXPECT_EQ(loaded.recentFontFamilies, key == "recentFontFamilies"
+                                                 ? std::vector<std::string>{"Helvetica"}
+                                                 : saved->recentFontFamilies);
+        EXPECT_EQ(loaded.textFont, key == "defaultTextSettings" ? "Helvetica" : "Courier");
+        EXPECT_EQ(loaded.textAlignment, key == "defaultTextSettings" ? 0 : 2);
+    }
+}
+
+TEST_F(SettingsTest, AStoreWrittenBeforeTheArchivedFormsLoadsIntoTheSameValues) {
+    // Written by the program as it stood before the widths and font families were archived and before the
+    // archives held the value itself at their root.
+    ASSERT_TRUE(QFile::copy(VELUMEN_SHELL_TEST_DATA_DIR "/settings-store-2026-11.plist", path()));
+    QFile::setPermissions(path(), QFile::ReadOwner | QFile::WriteOwner);
+    const auto check = [](FoliantGlobals& g) {
+        EXPECT_TRUE(g.isPenPalettePinned);
+        EXPECT_FALSE(g.isErasingSelectedColor);
+        EXPECT_TRUE(g._shownColorPaletteScrollHint);
+        EXPECT_FALSE(g.disablePalmRejection());
+        EXPECT_TRUE(g.onlyDrawWithStylus());
+        EXPECT_TRUE(g.disableScreenPanning());
+        EXPECT_EQ(g._recentFontSize, 21.5f);
+        ASSERT_EQ(g.penColors.size(), 32u);
+        EXPECT_EQ(g.penColors[3], (KColor{0.25, 0.5, 0.75, 0.125}));
+        EXPECT_EQ(g.penColors[30], (KColor{0.5, 0.25, 0.0, 0.5}));
+        const KColor factory = g._defaultPenColors[4];
+        EXPECT_EQ(g.penColors[4],
+                  (KColor{float(factory.r), float(factory.g), float(factory.b), float(factory.a)}));
+        EXPECT_EQ(g.penWidths(), (std::vector<float>{48, 8, 2, 96, 14}));
+        const auto f = [](double v) { return static_cast<double>(static_cast<float>(v)); };
+        EXPECT_EQ(g.currentPenColors(), (std::vector<KColor>{{1, 0, 0, f(0.35)},
+                                                             {0, 1, 0, f(0.35)},
+                                                             {0, 0, 1, f(0.35)},
+                                                             {0.5, 0.5, 0.5, 1},
+                                                             {0.25, 0.25, 0.25, 0.5},
+                                                             {1, 1, 0, f(0.1)}}));
+        ASSERT_EQ(g.penSettings().size(), 3u);
+        EXPECT_EQ(g.penSettings()[0].thickness, 4.0f);
+        EXPECT_EQ(g.penSettings()[0].color, (KColor{f(0.2), f(0.4), f(0.6), f(0.35)}));
+        EXPECT_EQ(g.penSettings()[1].thickness, 12.0f);
+        EXPECT_EQ(g.penSettings()[1].inkType, InkTypeBrush);
+        EXPECT_EQ(g.penSettings()[2].thickness, 16.0f);
+        EXPECT_EQ(g.penSettings()[2].inkType, InkTypeHilighter);
+        EXPECT_EQ(g._recentFontFamilies, (std::vector<std::string>{"Times", "Courier", "Helvetica"}));
+        EXPECT_EQ(g._recentFontName, "Times");
+        EXPECT_EQ(g._defaultTextSettings->fontName, "Courier");
+        EXPECT_EQ(g._defaultTextSettings->fontSize, 30.0f);
+        EXPECT_EQ(g._defaultTextSettings->textAlignment, 1);
+        EXPECT_EQ(g._colorPalettePage, 2);
+        EXPECT_DOUBLE_EQ(g._installDate, 654321000.0);
+        EXPECT_EQ(g._pleaseRateVersion, 5);
+        EXPECT_EQ(g._lastRateTime, 12345);
+        EXPECT_EQ(g._promotionVersion, 3);
+    };
+    {
+        auto g = fresh(1.0);
+        SCOPED_TRACE("as found");
+        check(*g);
+        ASSERT_TRUE(g->saveSettings());
+    }
+    // Saved again in today's forms, it reads the same.
+    auto store = openDefaultsStore(path());
+    EXPECT_EQ(store->value("penWidths").typeId(), QMetaType::QByteArray);
+    EXPECT_EQ(storedRootClass(store->value("penSettings").toByteArray()), "NSMutableArray");
+    store.reset();
+    SCOPED_TRACE("saved again");
+    auto g = fresh(1.0);
+    check(*g);
 }
 
 TEST_F(SettingsTest, InstallDateIsEstimatedFromTheRunTime) {
