@@ -61,6 +61,13 @@ struct Notebook {
 
     Notebook(const QTemporaryDir& dir, const QString& instance, QStringList args) {
         process.setProgram(VELUMEN_NOTEBOOK_PATH);
+        // In a sanitized build the child's report at exit would list what the desktop's libraries (D-Bus, the
+        // GL driver) keep until the end, which no status here can tell from a fault of ours; the notebook's own
+        // code is checked for leaks by the tests that run it in process.
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        const QString asan = env.value("ASAN_OPTIONS");
+        env.insert("ASAN_OPTIONS", (asan.isEmpty() ? QString() : asan + ":") + "detect_leaks=0");
+        process.setProcessEnvironment(env);
         args << "--settings" << dir.filePath("defaults.plist") << "--instance" << instance;
         process.setArguments(args);
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
