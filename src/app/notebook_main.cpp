@@ -121,8 +121,8 @@ int main(int argc, char** argv) {
     if (booksDir.isEmpty())
         booksDir = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/Books";
     // The demo draws in a book of its own, kept after the run for a look: never in the user's books.
-    QTemporaryDir demoDir(QDir(QDir::tempPath()).filePath("velumen-demo-XXXXXX"));
     if (demo) {
+        QTemporaryDir demoDir(QDir(QDir::tempPath()).filePath("velumen-demo-XXXXXX"));
         if (!demoDir.isValid()) {
             std::fprintf(stderr, "velumen: no temporary folder for the demo's book\n");
             return 1;
