@@ -138,7 +138,7 @@ int main(int argc, char** argv) {
     SingleInstance instance(instanceName.isEmpty() ? SingleInstance::defaultName() : instanceName);
     if (!demo) {
         const auto launch = instance.handOverOrListen(handedBook, 30000, [] {
-            say("waiting for the notebook that is closing");
+            say("waiting for the notebook that is starting or closing");
         });
         if (launch == SingleInstance::Launch::HandedOver) {
             say("the running notebook took over" + (handedBook.isEmpty() ? QString() : " " + handedBook));

@@ -218,7 +218,7 @@ TEST(NotebookProcess, ALaunchDuringACloseWaitsForItAndOpensItsBookItself) {
         ASSERT_TRUE(writeBook(*newOnePageBook(), other, codec, error));
     }
     Notebook second(dir, name, {"--books", books, other});
-    const bool waited = second.waitFor("velumen: waiting for the notebook that is closing");
+    const bool waited = second.waitFor("velumen: waiting for the notebook that is starting or closing");
     first.signal(SIGCONT);
     ASSERT_TRUE(waited) << second.out.constData();
     EXPECT_FALSE(second.out.contains("velumen: opened"));
