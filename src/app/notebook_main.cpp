@@ -1,28 +1,39 @@
 // The notebook's entry point: settings, then the editor (the GL surface, the viewport and the touch path,
 // in that order), then a book: the one named on the command line, else the notebook of the books folder
-// (made when there is none). A later launch hands its book to the running notebook and exits. The book is
-// saved in the background as it changes, when the window is hidden or minimised, and when the notebook
-// quits. Keys choose the pen: E eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter; Ctrl+W closes the
-// book, Ctrl+L locks or unlocks it.
-// With --demo PATH it plays a short built-in touch script through the touch path instead of waiting for a
-// person, saves the book, writes a picture of the page to PATH and exits: for machines with no display.
-// Options: --books DIR (the books folder), --settings FILE (the defaults store), --device tablet|phone.
+// (made when there is none). A later launch hands its book to the running notebook and exits; a launch made
+// while the running notebook closes waits for it to end and then opens its book itself. The book is saved in
+// the background as it changes, when the window is hidden or minimised, and when the notebook quits: by its
+// window closing, or by SIGTERM, SIGHUP (a logout) or SIGINT, which all take the same way out (a stroke still
+// running is cancelled, every committed change is saved, the write is waited for, the exit status is 0).
+// Keys choose the pen: E eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter; Ctrl+W closes the book,
+// Ctrl+L locks or unlocks it.
+// With --demo PATH it draws a page with every pen through the touch path, in a book of its own in a new
+// temporary folder (never the user's books), writes a picture of the whole window to PATH and exits: for
+// machines with no display. --script FILE plays a touch script once the book is open (the clock then
+// follows the script) and goes on as usual.
+// Options: --books DIR (the books folder), --settings FILE (the defaults store), --device tablet|phone,
+// --instance NAME (the name the notebooks of one session meet under; one per user by default).
 #include <QApplication>
 #include <QDir>
+#include <QFile>
 #include <QMessageBox>
 #include <QShortcut>
 #include <QStandardPaths>
 #include <QSurfaceFormat>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QWindow>
+#include <csignal>
 #include <cstdio>
 
+#include "document/DisplayText.h"
 #include "ink/MemoryPolicy.h"
 #include "objects/qt/QtImageCodec.h"
 #include "shell/DefaultsStore.h"
 #include "shell/FoliantGlobals.h"
 #include "shell/FoliantViewController.h"
 #include "shell/NotebookSession.h"
+#include "shell/QuitSignals.h"
 #include "shell/SingleInstance.h"
 #include "shell/TouchReplay.h"
 
@@ -47,11 +58,20 @@ QString bookArgument(const QStringList& args) {
     return {};
 }
 
-// Going to the background: hidden or minimised, and back.
+// A line on stdout at once, for whoever watches the notebook (scripts, tests); names in it may come from
+// anywhere, so their control characters are shown, not sent.
+void say(const QString& text) {
+    std::printf("velumen: %s\n", escapedForDisplay(text.toStdString()).c_str());
+    std::fflush(stdout);
+}
+
+// Going to the background: hidden or minimised, and back; and the window closing, which starts the quit.
 class ActivityWatcher : public QObject {
   public:
     explicit ActivityWatcher(FoliantViewController& editor) : editor_(editor) {}
+    std::function<void()> windowClosing;
     bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Close && windowClosing) windowClosing();
         const bool away = editor_.isMinimized() || !editor_.isVisible();
         if (event->type() == QEvent::WindowStateChange || event->type() == QEvent::Hide ||
             event->type() == QEvent::Show) {
@@ -71,6 +91,8 @@ class ActivityWatcher : public QObject {
 
 int main(int argc, char** argv) {
     velumen::keepFreedMemoryForReuse();
+    // Past a file-size limit a write fails with its reason instead of ending the notebook mid-save.
+    std::signal(SIGXFSZ, SIG_IGN);
     QSurfaceFormat::setDefaultFormat(EAGLViewController::surfaceFormat());
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QCoreApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
@@ -78,8 +100,22 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName("Velumen");
     const QStringList args = QApplication::arguments();
     const QString demoPath = option(args, "--demo");
+    const bool demo = !demoPath.isEmpty();
     const std::optional<DeviceProfile> forcedProfile =
         deviceProfileFromName(option(args, "--device").toStdString());
+
+    // A script to play, read before anything is shown: a bad one ends the launch with its error.
+    std::optional<TouchScript> script;
+    if (const QString scriptPath = option(args, "--script"); !scriptPath.isEmpty()) {
+        QFile file(scriptPath);
+        std::string error;
+        if (file.open(QIODevice::ReadOnly)) script = parseTouchScript(file.readAll(), error);
+        else error = "no such file or not readable";
+        if (!script) {
+            std::fprintf(stderr, "velumen: %s: %s\n", qPrintable(scriptPath), error.c_str());
+            return 2;
+        }
+    }
 
     // Settings first: everything after reads them.
     if (const QString settings = option(args, "--settings"); !settings.isEmpty())
@@ -89,36 +125,71 @@ int main(int argc, char** argv) {
     QString booksDir = option(args, "--books");
     if (booksDir.isEmpty())
         booksDir = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/Books";
-    const QString handedBook = bookArgument(args);
+    // The demo draws in a book of its own, kept after the run for a look: never in the user's books.
+    if (demo) {
+        QTemporaryDir demoDir(QDir(QDir::tempPath()).filePath("velumen-demo-XXXXXX"));
+        if (!demoDir.isValid()) {
+            std::fprintf(stderr, "velumen: no temporary folder for the demo's book\n");
+            return 1;
+        }
+        demoDir.setAutoRemove(false);
+        booksDir = demoDir.path();
+        say("the demo draws in a book of its own in " + booksDir);
+    }
+    const QString handedBook = demo ? QString() : bookArgument(args);
 
     // One notebook per session; the demo stands alone.
-    SingleInstance instance;
-    if (demoPath.isEmpty()) {
-        if (instance.sendToRunning(handedBook)) {
-            std::printf("velumen: the running notebook took over%s\n",
-                        handedBook.isEmpty() ? "" : qPrintable(" " + handedBook));
+    const QString instanceName = option(args, "--instance");
+    SingleInstance instance(instanceName.isEmpty() ? SingleInstance::defaultName() : instanceName);
+    if (!demo) {
+        const auto launch = instance.handOverOrListen(handedBook, 30000, [] {
+            say("waiting for the notebook that is starting or closing");
+        });
+        if (launch == SingleInstance::Launch::HandedOver) {
+            say("the running notebook took over" + (handedBook.isEmpty() ? QString() : " " + handedBook));
             return 0;
         }
-        instance.listen();
     }
 
-    // The demo's strokes follow their own clock, so that every demo draws the same page.
+    // Scripted strokes follow their own clock, so that every demo draws the same page.
     SteadyClock steadyClock;
-    ManualClock demoClock;
-    const Clock& clock = demoPath.isEmpty() ? static_cast<const Clock&>(steadyClock) : demoClock;
+    ManualClock scriptClock;
+    const bool scripted = demo || script.has_value();
+    const Clock& clock = scripted ? static_cast<const Clock&>(scriptClock) : static_cast<const Clock&>(steadyClock);
     FoliantViewController editor(globals, clock, forcedProfile);
-    editor.savesSettingsInBackground = demoPath.isEmpty();
+    editor.savesSettingsInBackground = !demo;
     NotebookSession session(editor, booksDir);
-    if (demoPath.isEmpty())
-        session.showMessage = [&editor](const QString& text) { QMessageBox::warning(&editor, "Velumen", text); };
+    if (!demo)
+        session.showMessage = [&editor](const QString& text) {
+            std::fprintf(stderr, "velumen: %s\n", qPrintable(text));
+            QMessageBox::warning(&editor, "Velumen", text);
+        };
     instance.openRequested = [&](const QString& path) {
         editor.showNormal();
         editor.raise();
         editor.activateWindow();
         if (!path.isEmpty()) session.openHandedOver(path);
     };
+
+    // The quit, however it comes: no more hand-overs, and a stroke still running is dropped before the
+    // window goes to the background and its book is saved.
+    bool quitting = false;
+    auto beginQuit = [&] {
+        if (quitting) return;
+        quitting = true;
+        instance.stopListening();
+        editor.router.cancelAllTouches();
+        say("closing");
+    };
     ActivityWatcher watcher(editor);
+    watcher.windowClosing = beginQuit;
     editor.installEventFilter(&watcher);
+    QuitSignals quitSignals([&](int) {
+        beginQuit();
+        editor.close();
+        QApplication::quit();
+    });
+
     auto* closeBook = new QShortcut(QKeySequence::Close, &editor);
     QObject::connect(closeBook, &QShortcut::activated, &editor, [&] {
         if (editor.dispatcher.touchMode == TouchModeNone) editor.closeDocumentAndReturnToGallery();
@@ -128,36 +199,50 @@ int main(int argc, char** argv) {
     editor.show();
     editor.startDisplayLink();
     QString bookPath;
-    bool demoStarted = false;
+    bool scriptStarted = false;
     session.didOpen = [&](const QString& path) {
         bookPath = path;
-        if (demoPath.isEmpty() || demoStarted) return;
-        // The demo: the script once the book is open, then the picture of what the window shows.
-        demoStarted = true;
+        say("opened " + path);
+        if (!scripted || scriptStarted) return;
+        scriptStarted = true;
         QTimer::singleShot(0, &editor, [&] {
-            replaySteps(editor, demoClock,
-                        demoSteps({double(editor.touchTarget()->width()), double(editor.touchTarget()->height())}));
-            const QImage screen = editor.screenImage();
-            const bool shot = !screen.isNull() && screen.save(demoPath, "PNG");
-            if (shot)
-                std::printf("screenshot: %s\n", qPrintable(demoPath));
-            else
-                std::fprintf(stderr, "screenshot: %s could not be written%s\n", qPrintable(demoPath),
-                             editor.hasSurface() ? "" : " (no OpenGL context)");
-            QApplication::exit(shot ? 0 : 1);
+            if (script) {
+                replayTouchScript(editor, scriptClock, *script);
+                say("script played");
+                return;
+            }
+            // The demo: the page drawn once the book is open, then a picture of the whole window.
+            const QWidget& surface = *editor.touchTarget();
+            const Size view{double(surface.width()), double(surface.height())};
+            const Rect page = editor.viewport.viewRectFromEaglRect(
+                {0, 0, editor.viewport.canvasSize.width, editor.viewport.canvasSize.height});
+            replaySteps(editor, scriptClock, demoSteps(view, page));
+            editor.redrawAllLines();
+            QTimer::singleShot(100, &editor, [&] {
+                const QImage screen = editor.hasSurface() ? editor.grab().toImage() : QImage();
+                const bool shot = !screen.isNull() && screen.save(demoPath, "PNG");
+                if (shot)
+                    std::printf("screenshot: %s\n", qPrintable(demoPath));
+                else
+                    std::fprintf(stderr, "screenshot: %s could not be written%s\n", qPrintable(demoPath),
+                                 editor.hasSurface() ? "" : " (no OpenGL context)");
+                QApplication::exit(shot ? 0 : 1);
+            });
         });
     };
     session.start(handedBook);
 
     const int status = QApplication::exec();
+    beginQuit();
     editor.stopDisplayLink();
-    editor.sampler.cancelCurrentLine();
     const bool saved = session.quit();
+    // Every write has ended: a launch waiting for this notebook may open the book now.
+    instance.releaseLock();
     if (saved && !bookPath.isEmpty())
         std::printf("book: %s\n", qPrintable(bookPath));
     else if (!saved)
         std::fprintf(stderr, "book: %s could not be saved\n", qPrintable(bookPath));
     // The demo's pen colours are not the user's.
-    if (demoPath.isEmpty()) globals.saveSettings();
+    if (!demo) globals.saveSettings();
     return status == 0 && saved ? 0 : 1;
 }

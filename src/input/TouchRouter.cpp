@@ -154,6 +154,17 @@ void TouchRouter::routeRecords(std::vector<TouchRecord> changed) {
     if (didRouteEvent) didRouteEvent();
 }
 
+void TouchRouter::cancelAllTouches() {
+    if (down_.empty()) return;
+    std::vector<TouchRecord> cancelled;
+    for (const auto& [id, touch] : down_) {
+        TouchRecord t = touch;
+        t.phase = TouchPhase::Cancelled;
+        cancelled.push_back(t);
+    }
+    routeRecords(std::move(cancelled));
+}
+
 bool TouchRouter::routeTouch(QTouchEvent* event) {
     const QPointingDevice* device = event->pointingDevice();
     const bool hasArea = device && device->capabilities().testFlag(QInputDevice::Capability::Area);

@@ -47,6 +47,9 @@ class TouchRouter : public QObject {
     // Touch records made elsewhere (a replayed script): the changed touches of one event, in view points.
     // Their previous locations are taken from the touches down; then didRouteEvent as for any event.
     void routeRecords(std::vector<TouchRecord> changed);
+    // Every touch still down ends as cancelled, as when the system takes the touches away: a running stroke
+    // is dropped. For the application quitting.
+    void cancelAllTouches();
     // The number of touches down, as last reported.
     std::size_t touchesDown() const { return down_.size(); }
 

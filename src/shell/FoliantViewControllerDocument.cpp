@@ -91,8 +91,9 @@ bool FoliantViewController::documentWillAutoSave(FoliantDocument& doc) {
                          (dispatcher.touchMode == TouchModeNone && !isFrameLocked() && !isGeneratingPDF);
     if (granted) {
         doc.data()->setSavingDeviceType(savingDeviceTypeFor(viewport.profile));
-        // No picture now: the thumbnail is paid at close, in the background and at lock.
-        needToUpdateDocumentThumbnail = true;
+        // No picture now: the thumbnail is paid at close, in the background and at lock. A save that writes
+        // nothing new leaves the saved picture as current as it was.
+        if (doc.hasChangesToWrite()) needToUpdateDocumentThumbnail = true;
         didAbortAutoSave = false;
         return true;
     }
@@ -158,7 +159,9 @@ void FoliantViewController::closeDocumentWithCompletion(Completion completion) {
             viewport.setCanvasPoint({0, 0}, {0, 0}, viewport.minZoomFactor);
             registerDocumentChange();
         }
-        if (doc.hasUnsavedChanges() && !doc.documentState().testFlag(FoliantDocument::SavingError)) {
+        // Only changes not yet handed to a write are prepared for: an unchanged book, or one whose last save
+        // (with its picture) is still being written, is neither merged nor pictured again.
+        if (doc.hasChangesToWrite() && !doc.documentState().testFlag(FoliantDocument::SavingError)) {
             if (book.pointSets()) book.pointSets()->consolidatePointSets();
             book.setSavingDeviceType(savingDeviceTypeFor(viewport.profile));
             if (KImagePtr thumbnail = thumbnailForBook()) book.setThumbnail(thumbnail);
@@ -236,8 +239,12 @@ void FoliantViewController::applicationWillResignActive() {
             if (KImagePtr thumbnail = thumbnailForBook()) document_->data()->setThumbnail(thumbnail);
             registerDocumentChange();
             if (setThumbnailForFile) setThumbnailForFile(document_->filePath(), document_->data()->thumbnail());
+            autoSaveDocumentWithCompletion({});
+            // That save, granted in the background, carries the new picture: nothing is owed.
+            needToUpdateDocumentThumbnail = false;
+        } else {
+            autoSaveDocumentWithCompletion({});
         }
-        autoSaveDocumentWithCompletion({});
     }
     if (savesSettingsInBackground) {
         globals.saveSettings();

@@ -52,22 +52,35 @@ void NotebookSession::openHandedOver(const QString& path) {
     editor_.handleApplicationOpenUrl(path, false);
 }
 
+QString NotebookSession::refusalMessage(const QString& path) {
+    const QFileInfo file(path);
+    const QString name = file.fileName();
+    if (!file.exists())
+        return QString("\u201C%1\u201D could not be opened: no such file (%2).").arg(name, file.absolutePath());
+    if (file.isDir()) return QString("\u201C%1\u201D could not be opened: it is a folder, not a book.").arg(name);
+    if (!file.isReadable())
+        return QString("\u201C%1\u201D could not be opened: you may not read this file.").arg(name);
+    return QString("\u201C%1\u201D could not be opened: it is not a book this notebook can read. "
+                   "The file was left as it is.")
+        .arg(name);
+}
+
 void NotebookSession::open(const QString& path) {
     editor_.loadDocumentFromFile(path, [this, path](bool success) {
         if (success) {
             if (didOpen) didOpen(path);
             return;
         }
-        tell(QString("\u201C%1\u201D could not be opened: it is not a book this notebook can read. "
-                     "The file was left as it is.")
-                 .arg(QFileInfo(path).fileName()));
+        tell(refusalMessage(path));
         // Back to a book that opens: the notebook of the books folder, or a new one beside it when that
         // notebook itself is what failed.
-        if (QFileInfo(path) != QFileInfo(defaultBookPath())) {
+        // (By path: two files that do not exist compare equal as file infos.)
+        if (QFileInfo(path).absoluteFilePath() != QFileInfo(defaultBookPath()).absoluteFilePath()) {
             start();
             return;
         }
         const QString fresh = freshBookPath();
+        QDir().mkpath(booksFolder_);
         std::string error;
         if (writeBook(*newOnePageBook(), fresh, codec_, error))
             open(fresh);
@@ -81,7 +94,10 @@ void NotebookSession::tell(const QString& text) {
 }
 
 bool NotebookSession::quit() {
-    editor_.applicationWillResignActive();
+    // A stroke still running is dropped, as when the system takes a touch away; every committed one stays.
+    editor_.router.cancelAllTouches();
+    // A window already closed went to the background as it went: its save is under way.
+    if (!editor_.isApplicationSuspended) editor_.applicationWillResignActive();
     if (!editor_.document()) return true;
     auto closed = std::make_shared<std::optional<bool>>();
     editor_.closeDocumentWithCompletion([closed](bool success) { *closed = success; });

@@ -1,7 +1,7 @@
 // The notebook's books until books are chosen from a gallery: one book at a time, the one handed over on the
 // command line or by a later launch, else the notebook in the books folder (made when there is none). A
-// closed book gives way to that notebook again. A file that is not a readable book is refused with a
-// message and left as it is.
+// closed book gives way to that notebook again. A file that is missing or not a readable book is refused with
+// a message saying which, and left as it is.
 #pragma once
 
 #include <QObject>
@@ -24,9 +24,13 @@ class NotebookSession : public QObject {
     void start(const QString& path = {});
     // Another book, handed over while one is open: the open one is saved and closed first.
     void openHandedOver(const QString& path);
-    // The application quits: the book is saved as for going to the background, closed, and its write
-    // waited for. True when every write succeeded.
+    // The application quits: a stroke still running is cancelled, the book is saved as for going to the
+    // background (unless the window already went there), closed, and its write waited for. True when every
+    // write succeeded.
     bool quit();
+    // What the user is told when the file at `path` does not open: missing, a folder, unreadable, or not a
+    // readable book.
+    static QString refusalMessage(const QString& path);
 
     // A message for the user (a refused file); by default printed on stderr. File names and reasons in it
     // have their control characters escaped: a hostile name shows as one line of visible text.

@@ -1,19 +1,31 @@
 #include "shell/SingleInstance.h"
 
 #include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QLocalServer>
 #include <QLocalSocket>
 #include <QStringDecoder>
+#include <QThread>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace velumen {
 
 SingleInstance::SingleInstance(QString name, QObject* parent) : QObject(parent), name_(std::move(name)) {}
 
-SingleInstance::~SingleInstance() = default;
+SingleInstance::~SingleInstance() {
+    stopListening();
+    releaseLock();
+}
 
 QString SingleInstance::defaultName() {
     return QString("velumen-%1").arg(::getuid());
+}
+
+QString SingleInstance::lockPath() const {
+    return QDir(QDir::tempPath()).filePath(name_ + ".lock");
 }
 
 bool SingleInstance::sendToRunning(const QString& path, int timeoutMs) {
@@ -28,21 +40,79 @@ bool SingleInstance::sendToRunning(const QString& path, int timeoutMs) {
     return socket.readAll().startsWith("ok");
 }
 
-bool SingleInstance::listen() {
-    {
-        // Someone answers: a notebook runs. Otherwise a socket file left by one that died is removed.
-        QLocalSocket probe;
-        probe.connectToServer(name_);
-        if (probe.waitForConnected(500)) return false;
+bool SingleInstance::tryLock() {
+    if (lockFd_ >= 0) return true;
+    // An advisory lock that the system drops when its holder ends, however it ends.
+    const int fd = ::open(QFile::encodeName(lockPath()).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0) return false;
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        ::close(fd);
+        return false;
     }
+    lockFd_ = fd;
+    return true;
+}
+
+void SingleInstance::releaseLock() {
+    if (lockFd_ < 0) return;
+    ::close(lockFd_);
+    lockFd_ = -1;
+}
+
+bool SingleInstance::listen() {
+    if (!tryLock()) return false;
+    if (listenLocked()) return true;
+    releaseLock();
+    return false;
+}
+
+SingleInstance::Launch SingleInstance::handOverOrListen(const QString& path, int waitMs,
+                                                        const std::function<void()>& waiting) {
+    QElapsedTimer clock;
+    clock.start();
+    bool told = false;
+    for (;;) {
+        if (sendToRunning(path)) return Launch::HandedOver;
+        if (tryLock() && listenLocked()) return Launch::Running;
+        if (clock.elapsed() >= waitMs) break;
+        if (!told && waiting) waiting();
+        told = true;
+        QThread::msleep(50);
+    }
+    // The holder of the lock never came to listen, nor went: take the socket over all the same.
+    releaseLock();
+    listenLocked();
+    return Launch::Running;
+}
+
+void SingleInstance::stopListening() {
+    if (!server_) return;
+    QLocalServer* server = server_;
+    server_ = nullptr;
+    server->close();
+    server->deleteLater();
+}
+
+bool SingleInstance::listenLocked() {
     QLocalServer::removeServer(name_);
-    server_ = new QLocalServer(this);
-    server_->setSocketOptions(QLocalServer::UserAccessOption);
-    if (!server_->listen(name_)) return false;
-    connect(server_, &QLocalServer::newConnection, this, [this] {
-        while (QLocalSocket* socket = server_->nextPendingConnection()) {
+    auto* server = new QLocalServer(this);
+    server->setSocketOptions(QLocalServer::UserAccessOption);
+    if (!server->listen(name_)) {
+        delete server;
+        return false;
+    }
+    server_ = server;
+    connect(server, &QLocalServer::newConnection, this, [this, server] {
+        while (QLocalSocket* socket = server->nextPendingConnection()) {
+            // The socket outlives the server's closing: it must not answer once this notebook stopped.
+            socket->setParent(this);
             connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
             connect(socket, &QLocalSocket::readyRead, socket, [this, socket] {
+                if (!server_) {
+                    socket->abort();
+                    socket->deleteLater();
+                    return;
+                }
                 if (socket->bytesAvailable() > kMaxMessageBytes && !socket->canReadLine()) {
                     socket->abort();
                     return;

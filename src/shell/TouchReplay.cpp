@@ -79,59 +79,65 @@ TouchScript stroke(Size view, double start, int samples, TouchType type, Path at
 
 }  // namespace
 
-std::vector<ReplayStep> demoSteps(Size view) {
-    const double w = view.width, h = view.height;
+std::vector<ReplayStep> demoSteps(Size view, Rect page) {
     const double pi = std::numbers::pi;
+    // A point of the page by its fractions of the page's width and height.
+    auto on = [page](double fx, double fy) { return Point{page.x + fx * page.width, page.y + fy * page.height}; };
+    // A length as a fraction of the page's width, for round shapes.
+    const double aspect = page.height > 0 ? page.width / page.height : 1.0;
     auto none = [](double) { return 0.0; };
     std::vector<ReplayStep> steps;
-    // The fountain pen: a wave along the top.
-    steps.push_back({1, stroke(view, 0.0, 60, TouchType::Finger,
-                               [&](double s) { return Point{w * (0.1 + 0.8 * s), h * 0.15 + h * 0.05 * std::sin(s * 4 * pi)}; },
-                               none), KColor{0.05, 0.15, 0.55, 1}});
-    // The pencil from a stylus, pressing harder as it goes: a loop.
-    steps.push_back({2, stroke(view, 2.0, 90, TouchType::Stylus,
+    // The fountain pen: a line of handwriting-like loops along the top.
+    steps.push_back({1, stroke(view, 0.0, 120, TouchType::Finger,
                                [&](double s) {
-                                   return Point{w * 0.3 + w * 0.15 * std::cos(s * 2 * pi),
-                                                h * 0.4 + h * 0.1 * std::sin(s * 2 * pi)};
+                                   const double a = s * 14 * pi;
+                                   return on(0.12 + 0.76 * s - 0.04 * std::sin(a), 0.14 + 0.035 * std::cos(a));
                                },
-                               [](double s) { return 0.1 + 0.8 * s; }), KColor{0.2, 0.2, 0.2, 1}});
+                               none),
+                     KColor{0.05, 0.15, 0.55, 1}});
+    // The pencil from a stylus, pressing harder as it goes: a spiral opening out.
+    steps.push_back({2, stroke(view, 3.0, 150, TouchType::Stylus,
+                               [&](double s) {
+                                   const double r = 0.03 + 0.13 * s, a = s * 6 * pi;
+                                   return on(0.3 + r * std::cos(a), 0.4 + r * aspect * std::sin(a));
+                               },
+                               [](double s) { return 0.1 + 0.85 * s; }),
+                     KColor{0.2, 0.2, 0.2, 1}});
     // The brush: a zigzag.
-    steps.push_back({3, stroke(view, 4.0, 60, TouchType::Finger,
+    steps.push_back({3, stroke(view, 7.0, 80, TouchType::Finger,
                                [&](double s) {
                                    const double tooth = std::fabs(std::fmod(s * 4, 1.0) - 0.5) * 2;
-                                   return Point{w * (0.55 + 0.35 * s), h * (0.32 + 0.15 * tooth)};
+                                   return on(0.58 + 0.32 * s, 0.3 + 0.16 * tooth);
                                },
-                               none), KColor{0.75, 0.1, 0.1, 1}});
-    // The hilighter across the middle.
-    steps.push_back({4, stroke(view, 6.0, 40, TouchType::Finger,
-                               [&](double s) { return Point{w * (0.1 + 0.8 * s), h * 0.6}; }, none), KColor{1, 0.85, 0, 1}});
-    // Two fingers spreading about the page's middle: the page zooms in.
-    {
-        TouchScript pinch;
-        const Point mid{w * 0.5, h * 0.6};
-        const int samples = 30;
-        for (int i = 0; i <= samples + 1; ++i) {
-            const double s = std::min(1.0, double(i) / samples);
-            const double half = 60 + 60 * s;
-            const TouchPhase phase = i == 0 ? TouchPhase::Began : i == samples + 1 ? TouchPhase::Ended : TouchPhase::Moved;
-            const double time = 8.0 + i * kTick;
-            TouchScriptEvent event{time, view, {}, 0, std::nullopt, std::nullopt};
-            for (int finger = 0; finger < 2; ++finger) {
-                TouchRecord t;
-                t.id = 10 + finger;
-                t.phase = phase;
-                t.location = t.previousLocation = {mid.x + (finger ? half : -half), mid.y};
-                t.timestamp = time;
-                event.touches.push_back(t);
-            }
-            pinch.events.push_back(event);
-        }
-        steps.push_back({-1, pinch, std::nullopt});
-    }
-    // The fountain pen again, at the new zoom.
-    steps.push_back({1, stroke(view, 10.0, 40, TouchType::Finger,
-                               [&](double s) { return Point{w * (0.3 + 0.4 * s), h * (0.8 - 0.1 * s)}; }, none),
+                               none),
+                     KColor{0.75, 0.1, 0.1, 1}});
+    // The hilighter across the middle and over the top line.
+    steps.push_back({4, stroke(view, 10.0, 50, TouchType::Finger, [&](double s) { return on(0.12 + 0.76 * s, 0.62); },
+                               none),
+                     KColor{1, 0.85, 0, 1}});
+    steps.push_back({4, stroke(view, 12.0, 50, TouchType::Finger, [&](double s) { return on(0.1 + 0.5 * s, 0.14); },
+                               none),
+                     KColor{0.55, 0.95, 0.4, 1}});
+    // The fountain pen again: a five-pointed star below.
+    steps.push_back({1, stroke(view, 14.0, 150, TouchType::Finger,
+                               [&](double s) {
+                                   // The star's five edges, corner to corner, two corners on at a time.
+                                   const double edge = std::min(4.999, s * 5);
+                                   const int k = int(edge);
+                                   const double f = edge - k;
+                                   auto corner = [&](int n) {
+                                       const double a = -pi / 2 + n * 4 * pi / 5;
+                                       return Point{0.5 + 0.16 * std::cos(a), 0.82 + 0.16 * aspect * std::sin(a)};
+                                   };
+                                   const Point from = corner(k), to = corner(k + 1);
+                                   return on(from.x + f * (to.x - from.x), from.y + f * (to.y - from.y));
+                               },
+                               none),
                      KColor{0.1, 0.45, 0.2, 1}});
+    // The eraser: a cut down through the middle line.
+    steps.push_back({0, stroke(view, 18.0, 30, TouchType::Finger, [&](double s) { return on(0.72, 0.56 + 0.12 * s); },
+                               none),
+                     std::nullopt});
     return steps;
 }
 

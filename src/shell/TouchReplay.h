@@ -29,8 +29,9 @@ void choosePen(FoliantViewController& editor, const ScriptPen& pen);
 void setZoomAboutMiddle(FoliantViewController& editor, float zoom);
 void replaySteps(FoliantViewController& editor, ManualClock& clock, const std::vector<ReplayStep>& steps);
 
-// The notebook's demonstration on a view of this size: a stroke with each pen (one of them a stylus with
-// changing pressure), then two fingers spreading to zoom in, then a stroke at the new zoom.
-std::vector<ReplayStep> demoSteps(Size view);
+// The notebook's demonstration on a view of this size whose page lies at `page` (in view points): a
+// stroke or two with each pen, one of them a stylus with changing pressure, and a cut of the eraser, all
+// inside the page.
+std::vector<ReplayStep> demoSteps(Size view, Rect page);
 
 }  // namespace velumen

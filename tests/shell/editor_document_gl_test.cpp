@@ -1,8 +1,9 @@
 // The editor with its book file, under a display: the autosave waits for the finger and then saves once, a
 // save in the background is granted mid-stroke, an autosave paints nothing and keeps the book's preview, a
-// locked book comes through viewing and page turns byte for byte, quitting saves what is unsaved, files
-// that are not books, or that vanish behind the open book, neither crash nor get written over, and a
-// hostile book's name reaches the refusal as visible text.
+// locked book comes through viewing and page turns byte for byte, quitting saves what is unsaved and writes
+// nothing for a book left unchanged, files that are missing, are not books, or vanish behind the open book
+// neither crash nor get written over, a missing one is called missing, and a hostile book's name reaches
+// the refusal as visible text.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -339,6 +340,38 @@ TEST(EditorDocument, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
         << messages[0].toStdString();
     EXPECT_EQ(opened, session.defaultBookPath());
     EXPECT_EQ(bytesOf(hostile).size(), qsizetype(bytes->size()));
+}
+
+TEST(EditorDocument, AMissingFileIsCalledMissingAndAnUnchangedBookIsNotWrittenAgainAtQuit) {
+    EditorWithFile e;
+    NotebookSession session(e.vc, e.dir.filePath("Books"));
+    QStringList messages;
+    session.showMessage = [&](const QString& text) { messages << text; };
+    QString opened;
+    session.didOpen = [&](const QString& path) { opened = path; };
+
+    session.start(e.dir.filePath("no/such/file.velumen"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000)) << messages.join("|").toStdString();
+    ASSERT_EQ(messages.size(), 1);
+    EXPECT_TRUE(messages[0].contains("file.velumen"));
+    EXPECT_TRUE(messages[0].contains("no such file"));
+    EXPECT_FALSE(messages[0].contains("not a book"));
+    EXPECT_EQ(opened, session.defaultBookPath());
+    EXPECT_FALSE(QFileInfo::exists(e.dir.filePath("no/such/file.velumen")));
+    // The messages for the other refusals say what they are.
+    EXPECT_TRUE(NotebookSession::refusalMessage(e.dir.path()).contains("folder"));
+    ASSERT_TRUE(session.quit());  // the new notebook is stored at this window's fit view
+
+    // Opened, sent to the background as a closing window is, and quit without a change: not written.
+    opened.clear();
+    session.start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000));
+    const ino_t before = inodeOf(session.defaultBookPath());
+    const QByteArray bytes = bytesOf(session.defaultBookPath());
+    e.vc.applicationWillResignActive();
+    ASSERT_TRUE(session.quit());
+    EXPECT_EQ(inodeOf(session.defaultBookPath()), before);
+    EXPECT_EQ(bytesOf(session.defaultBookPath()), bytes);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // One notebook per session over a real local socket: a later launch's path reaches the running one, a
-// socket left by a dead instance is taken over, and garbage on the socket opens nothing.
+// socket left by a dead instance is taken over, garbage on the socket opens nothing, and a notebook that has
+// begun to close takes no hand-over while a launch waits for it to end. The quit signals reach the event
+// loop, never the code that runs when they arrive.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
@@ -8,7 +10,10 @@
 #include <QLocalSocket>
 #include <QThread>
 #include <atomic>
+#include <csignal>
+#include <vector>
 
+#include "shell/QuitSignals.h"
 #include "shell/SingleInstance.h"
 
 namespace velumen {
@@ -99,6 +104,78 @@ TEST(SingleInstance, AStaleSocketIsTakenOverAndGarbageOpensNothing) {
     EXPECT_TRUE(opened.isEmpty());
     EXPECT_EQ(raw("/ok.velumen\n"), "ok\n");
     EXPECT_EQ(opened, QStringList({"/ok.velumen"}));
+}
+
+TEST(SingleInstance, AClosingNotebookTakesNoHandOverAndALaunchWaitsForItToEnd) {
+    app();
+    const QString name = uniqueName("closing");
+    SingleInstance closing(name);
+    QStringList opened;
+    closing.openRequested = [&](const QString& path) { opened << path; };
+    ASSERT_TRUE(closing.listen());
+
+    // A launch connected just before the close began: its line is never answered, so it goes elsewhere.
+    QLocalSocket early;
+    early.connectToServer(name);
+    ASSERT_TRUE(early.waitForConnected(2000));
+    early.write("/early.velumen\n");
+    early.waitForBytesWritten(2000);
+    closing.stopListening();
+    QElapsedTimer settle;
+    settle.start();
+    while (settle.elapsed() < 300)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_FALSE(early.readAll().startsWith("ok"));
+    EXPECT_FALSE(closing.isListening());
+
+    // A launch now waits while the closing notebook holds on, and becomes the running one once it has gone.
+    std::atomic<bool> waited = false, done = false;
+    std::atomic<int> outcome = -1;
+    QThread* launch = QThread::create([&] {
+        SingleInstance later(name);
+        outcome = int(later.handOverOrListen("/later.velumen", 20000, [&] { waited = true; }));
+        // Still running, the later one answers launches of its own.
+        done = true;
+        while (done) QThread::msleep(10);
+    });
+    launch->start();
+    QElapsedTimer clock;
+    clock.start();
+    while (!waited && clock.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_TRUE(waited);
+    EXPECT_FALSE(done);
+    closing.releaseLock();
+    while (!done && clock.elapsed() < 20000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    EXPECT_EQ(outcome, int(SingleInstance::Launch::Running));
+    // Nothing was handed to the closing notebook.
+    EXPECT_TRUE(opened.isEmpty());
+    // A rival finds the later one holding the lock.
+    EXPECT_FALSE(SingleInstance(name).listen());
+    done = false;
+    launch->wait();
+    delete launch;
+}
+
+TEST(QuitSignals, ArriveInTheEventLoopAfterTheSignalHasReturned) {
+    app();
+    std::vector<int> heard;
+    {
+        QuitSignals signals_([&](int signal) { heard.push_back(signal); });
+        ASSERT_TRUE(signals_.isActive());
+        // Only one set of handlers at a time.
+        EXPECT_FALSE(QuitSignals([](int) {}).isActive());
+        for (int signal : {SIGTERM, SIGHUP, SIGINT}) {
+            ASSERT_EQ(::raise(signal), 0);
+            EXPECT_TRUE(heard.empty() || heard.back() != signal);  // not from inside the handler
+            QElapsedTimer clock;
+            clock.start();
+            while ((heard.empty() || heard.back() != signal) && clock.elapsed() < 5000)
+                QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        }
+    }
+    EXPECT_EQ(heard, std::vector<int>({SIGTERM, SIGHUP, SIGINT}));
 }
 
 }  // namespace

@@ -97,6 +97,8 @@ class FoliantDocument : public QObject {
     void updateChangeCount(ChangeKind kind);
     // The file lacks a change made to the book (writes still in flight count as not done).
     bool hasUnsavedChanges() const { return changeCount_ != savedChangeCount_; }
+    // Some change is not yet handed to a write (writes in flight count as done).
+    bool hasChangesToWrite() const { return changeCount_ != queuedChangeCount_; }
 
     DocumentState documentState() const { return documentState_; }
     // Raises or lowers InConflict or EditingDisabled for whatever watches the file from outside; the
