@@ -253,29 +253,29 @@ TEST(EditorEndToEnd, TwoFingersShowThePositionMapAndAnOvershootSpringsBack) {
 
     // Both fingers drag down past the top of the page at the fit view: the surface slides with them.
     auto [a, b] = fingers(300, 300, 100);
-    QTest::touchEvent(frame, screen).press(0, a, frame).press(1, b, frame);
+    QTest::touchEvent(frame->window(), screen).press(0, a, frame).press(1, b, frame);
     for (int dy = 10; dy <= 60; dy += 10) {
         std::tie(a, b) = fingers(300 + dy, 300 + dy, 100);
-        QTest::touchEvent(frame, screen).move(0, a, frame).move(1, b, frame);
+        QTest::touchEvent(frame->window(), screen).move(0, a, frame).move(1, b, frame);
     }
     EXPECT_EQ(surface->y(), 60);
     EXPECT_TRUE(map->isVisible());
     EXPECT_DOUBLE_EQ(map->alpha(), KPositionSatelliteView::kShownAlpha);
     EXPECT_EQ(map->percentageText(), "1.0x");
     // At the lift it springs back over a moment rather than jumping, and the map fades.
-    QTest::touchEvent(frame, screen).release(0, a, frame).release(1, b, frame);
+    QTest::touchEvent(frame->window(), screen).release(0, a, frame).release(1, b, frame);
     EXPECT_GT(surface->y(), 0);
     QTRY_COMPARE(surface->y(), 0);
     QTRY_VERIFY(!map->isVisible());
 
     // Spreading the fingers from 100 to 200 points zooms by 200 / 105; the map says so.
     std::tie(a, b) = fingers(300, 300, 100);
-    QTest::touchEvent(frame, screen).press(0, a, frame).press(1, b, frame);
+    QTest::touchEvent(frame->window(), screen).press(0, a, frame).press(1, b, frame);
     std::tie(a, b) = fingers(300, 300, 200);
-    QTest::touchEvent(frame, screen).move(0, a, frame).move(1, b, frame);
+    QTest::touchEvent(frame->window(), screen).move(0, a, frame).move(1, b, frame);
     EXPECT_EQ(map->percentageText(), "1.9x");
     EXPECT_NEAR(e.vc.viewport.zoomFactor / e.vc.viewport.minZoomFactor, 200.0 / 105.0, 1e-5);
-    QTest::touchEvent(frame, screen).release(0, a, frame).release(1, b, frame);
+    QTest::touchEvent(frame->window(), screen).release(0, a, frame).release(1, b, frame);
     QTRY_VERIFY(!map->isVisible());
 }
 
