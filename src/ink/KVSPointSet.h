@@ -48,8 +48,9 @@ class KVSPointSet {
     const KColor& color() const { return color_; }
     void setColor(const KColor& c) { color_ = c; }
 
-    // Writable points, three floats each. Taking it drops the cached extent, so take it anew after any
-    // hit test rather than holding it across one.
+    // Writable points, three floats each. Taking it counts as a change of the points (a new version, the
+    // cached extent dropped), so take it anew for each change rather than holding it across a hit test,
+    // a repaint or any other reader of the extent or the version.
     float* buffer();
     const float* constBuffer() const { return data_.floats(); }
     // Replaces the points; length follows the buffer.
@@ -73,9 +74,12 @@ class KVSPointSet {
     Rect boundingRect() const;
 
     // Conservative extent of every stored centre, marked ones included, as floats; empty (min > max)
-    // when no centre is a number. Cached until the points change.
+    // when no centre is a number. maxSize is the largest stored size (at least 0, infinite when a size
+    // is not a number), so that the extent grown by maxSize / 2 holds every dot. Cached until the
+    // points change.
     struct CentreBounds {
         float minX, minY, maxX, maxY;
+        float maxSize;
     };
     const CentreBounds& centreBounds() const;
     // The same for each block of kBoundsBlock consecutive points, so that a hit test can pass over the
@@ -83,9 +87,15 @@ class KVSPointSet {
     static constexpr std::uint64_t kBoundsBlock = 128;
     const std::vector<CentreBounds>& blockBounds() const;
 
+    // Changes whenever the points may have changed, by any member that writes them (buffer() included);
+    // never repeats within the process, not even across runs, so a (run, version) pair names one
+    // content for good. The colour is not part of it. A renderer keys its copies of the points on it.
+    std::uint64_t version() const { return version_; }
+
   private:
-    friend class KVSPointSetArray;
-    void invalidateBounds() { boundsValid_ = false; }
+    // Every writer of the points calls this: a new version, and the cached extents dropped.
+    void pointsChanged();
+    static std::uint64_t nextVersion();
 
     PointBuffer data_;
     std::uint64_t length_ = 0;
@@ -95,6 +105,7 @@ class KVSPointSet {
     mutable CentreBounds bounds_{};
     mutable std::vector<CentreBounds> blockBounds_;
     mutable bool boundsValid_ = false;
+    std::uint64_t version_ = nextVersion();
 };
 
 }  // namespace velumen

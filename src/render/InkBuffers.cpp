@@ -1,0 +1,162 @@
+#include "render/InkBuffers.h"
+
+#include <algorithm>
+
+namespace velumen {
+
+namespace {
+
+constexpr std::size_t kStride = KVSPointSet::kStride;
+// The smallest buffer, and the granule of every buffer size.
+constexpr std::size_t kMinimumBytes = std::size_t(1) << 20;
+constexpr std::size_t kGranule = std::size_t(1) << 16;
+
+std::size_t roundUp(std::size_t bytes) {
+    return (bytes + kGranule - 1) / kGranule * kGranule;
+}
+
+}  // namespace
+
+const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& list) {
+    if (generation_ != gl_.generation()) {
+        // The context was made anew: the old buffer went with the old one.
+        buffer_ = 0;
+        release();
+        generation_ = gl_.generation();
+    }
+    ++sync_;
+    const auto& runs = list.pointSets();
+    order_.assign(runs.size(), nullptr);
+    stale_.clear();
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        const KVSPointSet* run = runs[i].get();
+        if (!run || run->length() == 0) continue;
+        Entry& e = entries_[run];
+        order_[i] = &e;
+        if (e.seen == sync_) continue;  // the same run twice in the list
+        e.seen = sync_;
+        if (!e.placed || e.version != run->version()) stale_.push_back(run);
+    }
+
+    // Runs that left the list give their slots back.
+    for (auto it = entries_.begin(); it != entries_.end();) {
+        if (it->second.seen != sync_) {
+            free(it->second);
+            it = entries_.erase(it);
+        } else {
+            ++it;
+        }
+    }
+
+    // A changed run is written over its old slot when it still fits (an eraser step only shrinks runs);
+    // otherwise it needs a new slot, and all new slots go behind the last one, in list order.
+    std::size_t needed = 0;
+    for (const KVSPointSet* run : stale_) {
+        Entry& e = entries_[run];
+        const std::size_t bytes = run->length() * kStride;
+        if (e.placed && bytes > e.capacity) free(e);
+        if (e.placed) {
+            e.rewrite = bytes;
+        } else {
+            needed += bytes;
+        }
+    }
+    if (end_ + needed > capacity_) relayout(needed);
+    for (const KVSPointSet* run : stale_) {
+        Entry& e = entries_[run];
+        const std::size_t bytes = run->length() * kStride;
+        if (!e.placed) {
+            e.offset = end_;
+            e.capacity = bytes;
+            e.placed = true;
+            end_ += bytes;
+            live_ += bytes;
+        }
+        gl_.writeRecordBuffer(buffer_, e.offset, run->constBuffer(), bytes);
+        e.count = run->length();
+        e.version = run->version();
+        e.rewrite = 0;
+    }
+
+    slots_.resize(runs.size());
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        const Entry* e = order_[i];
+        slots_[i] = e && e->placed ? Slot{e->offset, e->count} : Slot{};
+    }
+    return slots_;
+}
+
+void InkBuffers::free(Entry& e) {
+    if (!e.placed) return;
+    e.placed = false;
+    live_ -= e.capacity;
+    if (live_ == 0) end_ = 0;
+}
+
+void InkBuffers::relayout(std::size_t extra) {
+    ++relayouts_;
+    const std::size_t wanted = live_ + extra;
+    std::size_t capacity = capacity_;
+    // Grow to half as much again as is needed; keep the size when the holes alone make the room.
+    if (wanted > capacity_ * 3 / 4) capacity = roundUp(std::max(kMinimumBytes, wanted + wanted / 2));
+    GLuint fresh = gl_.createRecordBuffer(capacity);
+    if (!fresh) {
+        // No program: nothing can be drawn anyway. Keep the books straight for the next attempt.
+        for (auto& [run, e] : entries_)
+            e.placed = false;
+        gl_.deleteRecordBuffer(buffer_);
+        capacity_ = end_ = live_ = 0;
+        return;
+    }
+    // Each kept run keeps only the bytes it uses, and a run about to be written over only the bytes it is
+    // about to receive (its old records are not copied). Stretches that stay neighbours are copied by one
+    // call.
+    std::size_t to = 0;
+    std::size_t copyFrom = 0, copyTo = 0, copyBytes = 0;
+    auto copyPending = [&] {
+        if (copyBytes) gl_.copyRecordBuffer(buffer_, copyFrom, fresh, copyTo, copyBytes);
+        copyBytes = 0;
+    };
+    for (Entry* e : order_) {
+        if (!e || !e->placed || e->moved == relayouts_) continue;
+        e->moved = relayouts_;
+        if (e->rewrite) {
+            copyPending();
+            e->offset = to;
+            e->capacity = e->rewrite;
+            to += e->rewrite;
+            continue;
+        }
+        const std::size_t bytes = e->count * kStride;
+        if (copyBytes && copyFrom + copyBytes == e->offset && copyTo + copyBytes == to) {
+            copyBytes += bytes;
+        } else {
+            copyPending();
+            copyFrom = e->offset;
+            copyTo = to;
+            copyBytes = bytes;
+        }
+        e->offset = to;
+        e->capacity = bytes;
+        to += bytes;
+    }
+    copyPending();
+    gl_.deleteRecordBuffer(buffer_);
+    buffer_ = fresh;
+    capacity_ = capacity;
+    end_ = live_ = to;
+}
+
+void InkBuffers::release() {
+    if (generation_ == gl_.generation() && gl_.isReady()) {
+        gl_.deleteRecordBuffer(buffer_);
+    }
+    buffer_ = 0;
+    entries_.clear();
+    order_.clear();
+    stale_.clear();
+    slots_.clear();
+    capacity_ = end_ = live_ = 0;
+}
+
+}  // namespace velumen

@@ -1,0 +1,79 @@
+// The shown page's ink records kept in GPU memory, so that a repaint draws them where they lie instead of
+// sending every run again. All runs live in one buffer, each in a slot of its own, laid out in the order
+// of the page so that neighbouring runs of one colour can be drawn by one call. A run is written when it
+// is new to the list or its version has changed since it was written (a stroke, an eraser step, a
+// transform, an undo); an unchanged run is never written again, and a run that leaves the list gives
+// its slot back. Runs are named by address and version together: the version never repeats, so a new
+// run at a freed run's address is written afresh. The context must be current for every call.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#include "ink/KVSPointSetArray.h"
+#include "render/GLLayer.h"
+
+namespace velumen {
+
+class InkBuffers {
+  public:
+    explicit InkBuffers(GLLayer& gl) : gl_(gl) {}
+    ~InkBuffers() = default;
+    InkBuffers(const InkBuffers&) = delete;
+    InkBuffers& operator=(const InkBuffers&) = delete;
+
+    // Where a run's records lie in buffer(): count records from byte offset on. count 0 for a run that
+    // is null or empty.
+    struct Slot {
+        std::size_t offset = 0;
+        std::uint64_t count = 0;
+    };
+
+    // Brings the buffer in line with the list: writes the runs that are new or changed, lets go of the
+    // runs that are no longer in it, and returns one slot per entry of the list, in its order. When the
+    // free space at the end does not hold the new runs, the kept runs are moved into a new buffer in the
+    // order of the list, on the GPU, without being uploaded again.
+    const std::vector<Slot>& sync(const KVSPointSetArray& list);
+    // The buffer that the slots of the last sync point into; 0 before any run was written.
+    GLuint buffer() const { return buffer_; }
+    // Deletes the buffer and forgets every run; the next sync writes them all. A buffer of a context that
+    // is gone is forgotten without being deleted.
+    void release();
+
+    // Runs held, bytes in their slots, and the size of the buffer.
+    std::size_t runCount() const { return entries_.size(); }
+    std::size_t liveBytes() const { return live_; }
+    std::size_t capacity() const { return capacity_; }
+
+  private:
+    struct Entry {
+        std::uint64_t version = 0;
+        std::size_t offset = 0;
+        std::size_t capacity = 0;  // bytes of the slot; at least count * 12
+        std::uint64_t count = 0;
+        std::uint64_t seen = 0;    // the sync that last found the run in the list
+        std::uint64_t moved = 0;   // the relayout that last moved it
+        std::size_t rewrite = 0;   // while a sync runs: bytes about to be written over the slot
+        bool placed = false;
+    };
+    void free(Entry& e);
+    // A new buffer with room for the placed runs, laid out in list order, and `extra` bytes behind them.
+    void relayout(std::size_t extra);
+
+    GLLayer& gl_;
+    std::unordered_map<const KVSPointSet*, Entry> entries_;
+    std::vector<Entry*> order_;  // per list position, the run's entry (nullptr for an empty run)
+    std::vector<const KVSPointSet*> stale_;
+    std::vector<Slot> slots_;
+    GLuint buffer_ = 0;
+    std::size_t capacity_ = 0;
+    std::size_t end_ = 0;   // first byte behind the last slot
+    std::size_t live_ = 0;  // bytes of all slots
+    std::uint64_t sync_ = 0;
+    std::uint64_t relayouts_ = 0;
+    std::uint64_t generation_ = 0;  // the layer's context that the buffer belongs to
+};
+
+}  // namespace velumen
