@@ -24,25 +24,37 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
         release();
         generation_ = gl_.generation();
     }
-    ++sync_;
     const auto& runs = list.pointSets();
+    if (runs.size() == synced_.size()) {
+        std::size_t i = 0;
+        while (i < runs.size() && runs[i].get() == synced_[i].first &&
+               (!runs[i] || runs[i]->version() == synced_[i].second))
+            ++i;
+        if (i == runs.size()) return slots_;
+    }
+
+    ++sync_;
     order_.assign(runs.size(), nullptr);
     stale_.clear();
     for (std::size_t i = 0; i < runs.size(); ++i) {
-        const KVSPointSet* run = runs[i].get();
+        const KVSPointSetPtr& run = runs[i];
         if (!run || run->length() == 0) continue;
-        Entry& e = entries_[run];
+        Entry& e = entries_[run.get()];
         order_[i] = &e;
         if (e.seen == sync_) continue;  // the same run twice in the list
         e.seen = sync_;
-        if (!e.placed || e.version != run->version()) stale_.push_back(run);
+        if (e.placed && e.version == run->version()) continue;
+        e.owner = run;
+        stale_.push_back(run.get());
     }
 
     // Runs that left the list give their slots back.
+    bool changed = !stale_.empty();
     for (auto it = entries_.begin(); it != entries_.end();) {
         if (it->second.seen != sync_) {
             free(it->second);
             it = entries_.erase(it);
+            changed = true;
         } else {
             ++it;
         }
@@ -78,12 +90,32 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
         e.rewrite = 0;
     }
 
-    slots_.resize(runs.size());
-    for (std::size_t i = 0; i < runs.size(); ++i) {
+    // Only a change can scatter the runs, so an unchanged page is never moved.
+    if (changed && scatter() > 8 + runs.size() / 8) relayout(0);
+    fillSlots();
+    synced_.resize(runs.size());
+    for (std::size_t i = 0; i < runs.size(); ++i)
+        synced_[i] = {runs[i].get(), runs[i] ? runs[i]->version() : 0};
+    return slots_;
+}
+
+void InkBuffers::fillSlots() {
+    slots_.resize(order_.size());
+    for (std::size_t i = 0; i < order_.size(); ++i) {
         const Entry* e = order_[i];
         slots_[i] = e && e->placed ? Slot{e->offset, e->count} : Slot{};
     }
-    return slots_;
+}
+
+std::size_t InkBuffers::scatter() const {
+    std::size_t breaks = 0;
+    const Entry* previous = nullptr;
+    for (const Entry* e : order_) {
+        if (!e || !e->placed) continue;
+        if (previous && previous->offset + previous->count * kStride != e->offset) ++breaks;
+        previous = e;
+    }
+    return breaks;
 }
 
 void InkBuffers::free(Entry& e) {
@@ -156,6 +188,7 @@ void InkBuffers::release() {
     order_.clear();
     stale_.clear();
     slots_.clear();
+    synced_.clear();
     capacity_ = end_ = live_ = 0;
 }
 

@@ -3,13 +3,18 @@
 // of the page so that neighbouring runs of one colour can be drawn by one call. A run is written when it
 // is new to the list or its version has changed since it was written (a stroke, an eraser step, a
 // transform, an undo); an unchanged run is never written again, and a run that leaves the list gives
-// its slot back. Runs are named by address and version together: the version never repeats, so a new
-// run at a freed run's address is written afresh. The context must be current for every call.
+// its slot back. Runs are named by address and version together; the version never repeats, and a weak
+// reference to each run held keeps its address from being reused while it is held. When edits have
+// scattered the runs (strokes put at the back, runs that outgrew their slots), the buffer is laid out
+// in list order again on the GPU, without uploading anything. The context must be current for every
+// call.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "ink/KVSPointSetArray.h"
@@ -42,13 +47,15 @@ class InkBuffers {
     // is gone is forgotten without being deleted.
     void release();
 
-    // Runs held, bytes in their slots, and the size of the buffer.
+    // Runs held, bytes in their slots, the size of the buffer, and how often it was laid out anew.
     std::size_t runCount() const { return entries_.size(); }
     std::size_t liveBytes() const { return live_; }
     std::size_t capacity() const { return capacity_; }
+    std::uint64_t relayoutCount() const { return relayouts_; }
 
   private:
     struct Entry {
+        std::weak_ptr<KVSPointSet> owner;
         std::uint64_t version = 0;
         std::size_t offset = 0;
         std::size_t capacity = 0;  // bytes of the slot; at least count * 12
@@ -61,12 +68,17 @@ class InkBuffers {
     void free(Entry& e);
     // A new buffer with room for the placed runs, laid out in list order, and `extra` bytes behind them.
     void relayout(std::size_t extra);
+    void fillSlots();
+    // Pairs of neighbours in the list that do not lie back to back in the buffer.
+    std::size_t scatter() const;
 
     GLLayer& gl_;
     std::unordered_map<const KVSPointSet*, Entry> entries_;
     std::vector<Entry*> order_;  // per list position, the run's entry (nullptr for an empty run)
     std::vector<const KVSPointSet*> stale_;
     std::vector<Slot> slots_;
+    // The list of the last sync, run by run with its version: an equal list needs no work at all.
+    std::vector<std::pair<const KVSPointSet*, std::uint64_t>> synced_;
     GLuint buffer_ = 0;
     std::size_t capacity_ = 0;
     std::size_t end_ = 0;   // first byte behind the last slot
