@@ -1,0 +1,218 @@
+// The shown page's ink kept in GPU memory: what a repaint uploads after each kind of change, that the
+// pixels are those of drawing every run on its own, and that runs out of view are passed over by their
+// bounds grown by their largest dot.
+#include <cmath>
+#include <random>
+
+#include "GLTestSupport.h"
+
+using namespace velumen;
+using namespace velumen::test;
+
+namespace {
+
+std::uint64_t bytesOf(const KVSPointSetArray& list) {
+    std::uint64_t bytes = 0;
+    for (const auto& run : list.pointSets())
+        bytes += run ? run->length() * KVSPointSet::kStride : 0;
+    return bytes;
+}
+
+// A stroke of count dots from (x, y) to the right, size 3.
+KVSPointSetPtr stroke(float x, float y, int count, KColor color, float size = 3) {
+    auto run = KVSPointSet::initWithLength(std::uint64_t(count));
+    float* p = run->buffer();
+    for (int i = 0; i < count; ++i)
+        p[3 * i] = x + float(i) * 0.5f, p[3 * i + 1] = y + float(i % 7), p[3 * i + 2] = size;
+    run->setColor(color);
+    return run;
+}
+
+// The list over paper at the compositor's transform, either as the shown page or sent run by run.
+QImage render(GLSurface& s, const KVSPointSetArray& list) {
+    return s.view().getImageWithSize(s.view().bounds(), [&] {
+        s.gl().clearColor(1, 1, 1, 1);
+        s.gl().clear();
+        s.gl().pushMatrix();
+        s.gl().translatef(s.compositor.inkPanDelta.x, s.compositor.inkPanDelta.y);
+        s.gl().scalef(s.compositor.zoomFactor, s.compositor.zoomFactor);
+        s.gl().setPointAttenuation(s.compositor.pointAttenuationForScale(s.compositor.zoomFactor));
+        s.compositor.renderPointSets(list);
+        s.gl().popMatrix();
+    });
+}
+
+// The shown page as resident ink and the same runs sent one by one; the second list is not the shown one.
+int residentAgainstStreamed(GLSurface& s) {
+    KVSPointSetArray streamed;
+    streamed.addObjectsFromArray(*s.compositor.pointSets);
+    return maxDifference(render(s, *s.compositor.pointSets), render(s, streamed));
+}
+
+// Bytes uploaded and draw calls issued by one repaint.
+struct Repaint {
+    std::uint64_t bytes, draws;
+};
+Repaint repaint(GLSurface& s) {
+    const std::uint64_t bytes = s.gl().bytesUploaded(), draws = s.gl().drawCallCount();
+    s.compositor.redrawAllLines();
+    return {s.gl().bytesUploaded() - bytes, s.gl().drawCallCount() - draws};
+}
+
+const KColor kInk{0.1, 0.2, 0.6, 0.7};
+const KColor kRed{0.9, 0.1, 0.1, 0.5};
+
+}  // namespace
+
+TEST(ResidentInk, ShowsTheSamePixelsAsRunsSentOneByOne) {
+    GLSurface s({64, 64}, 2.0);
+    VELUMEN_REQUIRE_GL(s);
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> at(-40, 100);
+    const KColor colours[] = {kInk, kRed, {0, 0, 0, 1}};
+    auto& page = *s.compositor.pointSets;
+    for (int r = 0; r < 36; ++r)
+        page.addObject(stroke(at(rng), at(rng), 12 + r, colours[(r / 4) % 3], 2 + float(r % 5)));
+    // A big dot whose centre lies outside, an empty run, and one run listed twice.
+    page.addObject(dots({-30, 20, 70}, kRed));
+    page.addObject(KVSPointSet::initWithLength(0));
+    page.addObject(page.objectAtIndex(3));
+
+    for (const auto& [zoom, pan] : {std::pair{1.0f, Point{0, 0}}, std::pair{2.5f, Point{-30, 12}},
+                                    std::pair{0.4f, Point{20, 20}}}) {
+        SCOPED_TRACE(zoom);
+        s.compositor.zoomFactor = zoom;
+        s.compositor.inkPanDelta = pan;
+        EXPECT_EQ(residentAgainstStreamed(s), 0);
+    }
+    // Neighbours of one colour went by one call: fewer calls than runs in view.
+    s.compositor.zoomFactor = 1;
+    s.compositor.inkPanDelta = {};
+    const Repaint r = repaint(s);
+    EXPECT_LT(r.draws, 20u);
+    EXPECT_GT(r.draws, 0u);
+}
+
+TEST(ResidentInk, UploadsOnlyWhatChanged) {
+    GLSurface s({64, 64}, 1.0);
+    VELUMEN_REQUIRE_GL(s);
+    auto& page = *s.compositor.pointSets;
+    auto a = stroke(5, 5, 100, kInk), b = stroke(5, 30, 50, kRed), c = stroke(30, 50, 20, kInk);
+    page.addObject(a);
+    page.addObject(b);
+    page.addObject(c);
+    EXPECT_EQ(repaint(s).bytes, 170u * 12);
+    const auto snapshot = KVSPointSetArray::initWithPointSetArray(page);
+
+    // Unchanged: repaints, a pan and a zoom upload nothing.
+    EXPECT_EQ(repaint(s).bytes, 0u);
+    s.compositor.inkPanDelta = {7, -3};
+    s.compositor.zoomFactor = 1.5f;
+    EXPECT_EQ(repaint(s).bytes, 0u);
+    s.compositor.inkPanDelta = {};
+    s.compositor.zoomFactor = 1;
+
+    // A stroke: its run alone.
+    auto d = stroke(36, 15, 30, kRed);
+    page.addObject(d);
+    EXPECT_EQ(repaint(s).bytes, 30u * 12);
+    EXPECT_EQ(repaint(s).bytes, 0u);
+
+    // An eraser step through b and d only: those two again, at their new lengths.
+    ASSERT_TRUE(page.removePointsInCircle({27, 15, 16, 16}, false));
+    ASSERT_LT(b->length(), 50u);
+    ASSERT_LT(d->length(), 30u);
+    ASSERT_EQ(a->length(), 100u);
+    EXPECT_EQ(repaint(s).bytes, (b->length() + d->length()) * 12);
+    EXPECT_EQ(residentAgainstStreamed(s), 0);
+
+    // A run that outgrows its slot moves behind the others, and its neighbours stay as they were. In one
+    // repaint: b grows back within its old slot while a stroke too large for the buffer's free space
+    // makes it lay the runs out anew.
+    a->addPointsFromSet(*stroke(20, 40, 10, kInk));
+    EXPECT_EQ(repaint(s).bytes, 110u * 12);
+    EXPECT_EQ(residentAgainstStreamed(s), 0);
+    const std::uint64_t relayouts = s.compositor.inkBuffers().relayoutCount();
+    b->addPointsFromSet(*stroke(10, 20, int(50 - b->length()), kRed));
+    auto big = stroke(-100000, 0, 100000, kRed);
+    big->buffer()[3 * 99999] = 60;  // its last dot in view
+    page.addObject(big);
+    EXPECT_EQ(repaint(s).bytes, (50u + 100000u) * 12);
+    EXPECT_GT(s.compositor.inkBuffers().relayoutCount(), relayouts);
+    EXPECT_EQ(residentAgainstStreamed(s), 0);
+    page.removeObject(big);
+
+    // The same runs moved in place: every run again, and the pixels follow them.
+    page.applyDelta({6, 9});
+    EXPECT_EQ(repaint(s).bytes, bytesOf(page));
+    EXPECT_EQ(residentAgainstStreamed(s), 0);
+
+    // A run taken away uploads nothing and gives its space back.
+    page.removeObject(c);
+    EXPECT_EQ(repaint(s).bytes, 0u);
+    EXPECT_EQ(s.compositor.inkBuffers().runCount(), 3u);
+
+    // Undo to the copy taken earlier: its runs are other objects, written once; the others are let go.
+    s.compositor.pointSets = snapshot;
+    EXPECT_EQ(repaint(s).bytes, 170u * 12);
+    EXPECT_EQ(s.compositor.inkBuffers().runCount(), 3u);
+    EXPECT_EQ(s.compositor.inkBuffers().liveBytes(), 170u * 12);
+    EXPECT_EQ(repaint(s).bytes, 0u);
+    EXPECT_EQ(residentAgainstStreamed(s), 0);
+
+    // Another page drawn for a picture is sent run by run and leaves the shown page's buffer alone.
+    PageContent other;
+    other.pointSets = std::make_shared<KVSPointSetArray>();
+    other.pointSets->addObject(stroke(1, 1, 10, kInk));
+    const std::uint64_t before = s.gl().bytesUploaded();
+    s.compositor.getThumbnailForPage(other, {40, 50});
+    EXPECT_EQ(s.gl().bytesUploaded() - before, 10u * 12);
+    EXPECT_EQ(repaint(s).bytes, 0u);
+}
+
+TEST(ResidentInk, StrokesPutAtTheBackKeepTheOrderAndTheBufferIsLaidOutAgain) {
+    GLSurface s({64, 64}, 1.0);
+    VELUMEN_REQUIRE_GL(s);
+    auto& page = *s.compositor.pointSets;
+    for (int r = 0; r < 40; ++r)
+        page.addObject(stroke(float(r), float(r), 20, kInk));
+    EXPECT_EQ(repaint(s).draws, 1u);
+
+    // Highlighter strokes go to the front of the list but are written behind the others: the order of
+    // drawing is the list's, and once they scatter the runs, the buffer is laid out again without
+    // uploading anything but the new strokes.
+    const std::uint64_t relayouts = s.compositor.inkBuffers().relayoutCount();
+    for (int r = 0; r < 16; ++r) {
+        page.insertObject(stroke(50 - float(r), 5 + float(r), 25, r % 2 ? kRed : kInk), 0);
+        EXPECT_EQ(repaint(s).bytes, 25u * 12);
+        EXPECT_EQ(residentAgainstStreamed(s), 0);
+    }
+    EXPECT_GT(s.compositor.inkBuffers().relayoutCount(), relayouts);
+    EXPECT_LE(repaint(s).draws, 17u);
+    EXPECT_EQ(s.compositor.inkBuffers().liveBytes(), bytesOf(page));
+}
+
+TEST(ResidentInk, RunsOutOfViewArePassedOverByTheirLargestDot) {
+    GLSurface s({64, 64}, 1.0, false);  // plain squares
+    VELUMEN_REQUIRE_GL(s);
+    auto& page = *s.compositor.pointSets;
+    // Centres left of the view; the dot of size 40 is 80 units across and reaches 30 units into it.
+    auto run = dots({-20, 30, 2, -15, 20, 2, -10, 10, 40}, {0, 0, 0, 1});
+    page.addObject(run);
+    Repaint r = repaint(s);
+    EXPECT_EQ(r.draws, 1u);
+    EXPECT_EQ(inkedInRow(s.view().getImage(), 10), 30);
+
+    // Without the big dot the run lies wholly outside: no draw at all.
+    ASSERT_TRUE(run->removePointsInRect({-11, 9, 2, 2}));
+    r = repaint(s);
+    EXPECT_EQ(r.draws, 0u);
+    EXPECT_EQ(inkedInRow(s.view().getImage(), 20), 0);
+
+    // Moved into view in place, it is drawn again from its new records.
+    page.applyDelta({40, 0});
+    r = repaint(s);
+    EXPECT_EQ(r.draws, 1u);
+    EXPECT_EQ(r.bytes, 2u * 12);
+    EXPECT_EQ(inkedInRow(s.view().getImage(), 20), 4);
+}
