@@ -172,11 +172,6 @@ void KVSPointSet::computeBounds() const {
     boundsValid_ = true;
 }
 
-const KVSPointSet::CentreBounds& KVSPointSet::centreBounds() const {
-    if (!boundsValid_) computeBounds();
-    return bounds_;
-}
-
 const std::vector<KVSPointSet::CentreBounds>& KVSPointSet::blockBounds() const {
     if (!boundsValid_) computeBounds();
     return blockBounds_;

@@ -81,7 +81,10 @@ class KVSPointSet {
         float minX, minY, maxX, maxY;
         float maxSize;
     };
-    const CentreBounds& centreBounds() const;
+    const CentreBounds& centreBounds() const {
+        if (!boundsValid_) computeBounds();
+        return bounds_;
+    }
     // The same for each block of kBoundsBlock consecutive points, so that a hit test can pass over the
     // stretches of a long stroke that lie far from it.
     static constexpr std::uint64_t kBoundsBlock = 128;

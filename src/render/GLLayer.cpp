@@ -295,24 +295,35 @@ void GLLayer::renderTexture(GLuint texture, const Rect& rect, float alpha, float
 }
 
 bool GLLayer::isOutsideViewport(float minX, float minY, float maxX, float maxY, float maxSize) const {
-    if (!(minX <= maxX) || !(minY <= maxY)) return true;  // no centre at all
+    return viewportTest().isOutside(minX, minY, maxX, maxY, maxSize);
+}
+
+GLLayer::ViewportTest GLLayer::viewportTest() const {
+    // Clip space to pixels: (clip + 1) / 2 times the viewport's size.
     const Affine2D& m = stack_.back();
-    const double vw = viewport_[2], vh = viewport_[3];
-    double lo[2] = {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()};
-    double hi[2] = {-lo[0], -lo[1]};
-    const double xs[2] = {minX, maxX}, ys[2] = {minY, maxY};
-    for (double px : xs) {
-        for (double py : ys) {
-            const Point clip = m.map({px, py});
-            const double sx = (clip.x + 1.0) * 0.5 * vw, sy = (clip.y + 1.0) * 0.5 * vh;
-            lo[0] = std::min(lo[0], sx), hi[0] = std::max(hi[0], sx);
-            lo[1] = std::min(lo[1], sy), hi[1] = std::max(hi[1], sy);
-        }
-    }
+    ViewportTest t;
+    t.width = viewport_[2];
+    t.height = viewport_[3];
+    const double hx = 0.5 * t.width, hy = 0.5 * t.height;
+    t.ax = m.a * hx, t.cx = m.c * hx, t.tx = (m.tx + 1.0) * hx;
+    t.by = m.b * hy, t.dy = m.d * hy, t.ty = (m.ty + 1.0) * hy;
+    t.pointScale = pointScale();
+    return t;
+}
+
+bool GLLayer::ViewportTest::isOutside(float minX, float minY, float maxX, float maxY, float maxSize) const {
+    if (!(minX <= maxX) || !(minY <= maxY)) return true;  // no centre at all
     // Half the largest diameter, and one pixel more for the rounding of the rasteriser.
-    const double radius = std::max(static_cast<double>(maxSize) * pointScale(), 1.0) * 0.5 + 1.0;
+    const double radius = std::max(static_cast<double>(maxSize) * pointScale, 1.0) * 0.5 + 1.0;
     if (!std::isfinite(radius)) return false;
-    return hi[0] + radius < 0 || lo[0] - radius > vw || hi[1] + radius < 0 || lo[1] - radius > vh;
+    // The pixel extent of the box's corners: each coordinate is linear, so its ends lie at the box's ends.
+    const double x0 = static_cast<double>(minX), x1 = static_cast<double>(maxX);
+    const double y0 = static_cast<double>(minY), y1 = static_cast<double>(maxY);
+    const double px0 = std::min(ax * x0, ax * x1) + std::min(cx * y0, cx * y1) + tx;
+    const double px1 = std::max(ax * x0, ax * x1) + std::max(cx * y0, cx * y1) + tx;
+    const double py0 = std::min(by * x0, by * x1) + std::min(dy * y0, dy * y1) + ty;
+    const double py1 = std::max(by * x0, by * x1) + std::max(dy * y0, dy * y1) + ty;
+    return px1 + radius < 0 || px0 - radius > width || py1 + radius < 0 || py0 - radius > height;
 }
 
 // ---- Record buffers ----

@@ -81,6 +81,17 @@ class GLLayer {
     void drawPointsFromBuffer(GLuint buffer, std::size_t byteOffset, std::uint64_t count);
     // Whether a box of centres, grown by the radius of the largest sprite, misses the viewport entirely.
     bool isOutsideViewport(float minX, float minY, float maxX, float maxY, float maxSize) const;
+    // The same test with the current projection, viewport and point size taken once, for many boxes.
+    class ViewportTest {
+      public:
+        bool isOutside(float minX, float minY, float maxX, float maxY, float maxSize) const;
+
+      private:
+        friend class GLLayer;
+        // Pixel x = ax * x + cx * y + tx, pixel y = by * x + dy * y + ty; the surface is width x height.
+        double ax = 0, cx = 0, tx = 0, by = 0, dy = 0, ty = 0, width = 0, height = 0, pointScale = 1;
+    };
+    ViewportTest viewportTest() const;
 
     // ---- Framebuffers and plain state ----
     void viewport(int x, int y, int width, int height);

@@ -13,9 +13,9 @@ namespace velumen {
 namespace {
 
 // Whether none of a run's dots can reach the viewport: its centres' extent grown by its largest dot.
-bool isOutsideView(const GLLayer& gl, const KVSPointSet& run) {
+bool isOutsideView(const GLLayer::ViewportTest& view, const KVSPointSet& run) {
     const KVSPointSet::CentreBounds& b = run.centreBounds();
-    return gl.isOutsideViewport(b.minX, b.minY, b.maxX, b.maxY, b.maxSize);
+    return view.isOutside(b.minX, b.minY, b.maxX, b.maxY, b.maxSize);
 }
 
 }  // namespace
@@ -194,8 +194,9 @@ void PageCompositor::renderPointSets(const KVSPointSetArray& sets) {
         return;
     }
     const GLuint brush = brushTextureId;
+    const GLLayer::ViewportTest view = gl_.viewportTest();
     for (const KVSPointSetPtr& run : sets.pointSets()) {
-        if (!run || run->length() == 0 || isOutsideView(gl_, *run)) continue;
+        if (!run || run->length() == 0 || isOutsideView(view, *run)) continue;
         setBrushColorWithKColor(run->color());
         gl_.bindTexture(brush);
         gl_.drawPoints(run->constBuffer(), run->length());
@@ -207,6 +208,7 @@ void PageCompositor::renderPointSets(const KVSPointSetArray& sets) {
 void PageCompositor::renderResidentPointSets(const KVSPointSetArray& sets) {
     const std::vector<InkBuffers::Slot>& places = inkBuffers_.sync(sets);
     const GLuint buffer = inkBuffers_.buffer();
+    const GLLayer::ViewportTest view = gl_.viewportTest();
     // A batch is a stretch of visible runs that lie back to back in the buffer and reach GL with the
     // very same colour: one draw of them is the same as one draw each, in the same order.
     std::array<float, 4> colour{};
@@ -223,7 +225,7 @@ void PageCompositor::renderResidentPointSets(const KVSPointSetArray& sets) {
     for (std::size_t i = 0; i < runs.size(); ++i) {
         const InkBuffers::Slot& slot = places[i];
         if (slot.count == 0) continue;
-        if (isOutsideView(gl_, *runs[i])) {
+        if (isOutsideView(view, *runs[i])) {
             drawBatch();
             continue;
         }
