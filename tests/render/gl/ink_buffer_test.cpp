@@ -216,3 +216,63 @@ TEST(ResidentInk, RunsOutOfViewArePassedOverByTheirLargestDot) {
     EXPECT_EQ(r.bytes, 2u * 12);
     EXPECT_EQ(inkedInRow(s.view().getImage(), 20), 4);
 }
+
+// The culling test is conservative under every projection the surface uses (the page transform, the
+// snapshot's flipped one) and under a turned one: a box it passes over never has a pixel in view.
+TEST(ResidentInk, CullingNeverPassesOverAVisibleDot) {
+    GLSurface s({48, 40}, 1.5, false);
+    VELUMEN_REQUIRE_GL(s);
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> near(-40, 90), size(0.1f, 30);
+    const double turn = 0.6;
+    const Affine2D turned{std::cos(turn), std::sin(turn), -std::sin(turn), std::cos(turn), 5, -8};
+    int passedOver = 0, blankSingles = 0, singles = 0;
+    for (const auto& [zoom, flip, rotate] :
+         {std::tuple{1.0, false, false}, std::tuple{2.5, true, false}, std::tuple{0.7, false, true}}) {
+        for (int k = 0; k < 200; ++k) {
+            // Every other run is a single dot, whose box is as tight as it gets.
+            const bool single = k % 2 == 0;
+            // The first pair: turned, one dot shows near the left edge while the box's far corner lies well
+            // left of the view.
+            const KVSPointSetPtr run =
+                single   ? dots({near(rng), near(rng), size(rng)}, {0, 0, 0, 1})
+                : k == 1 ? dots({10, 20, 2, 0, 80, 2}, {0, 0, 0, 1})
+                         : dots({near(rng), near(rng), size(rng), near(rng), near(rng), size(rng)}, {0, 0, 0, 1});
+            bool outside = false;
+            const QImage image = s.view().getImageWithSize(s.view().bounds(), [&] {
+                GLLayer& gl = s.gl();
+                gl.clearColor(1, 1, 1, 1);
+                gl.clear();
+                gl.pushMatrix();
+                if (rotate) gl.loadMatrix(turned.then(gl.matrix()));
+                if (flip) {
+                    gl.translatef(0, 40);
+                    gl.scalef(zoom, -zoom);
+                } else {
+                    gl.scalef(zoom, zoom);
+                }
+                gl.setPointAttenuation(s.compositor.pointAttenuationForScale(zoom));
+                const auto& b = run->centreBounds();
+                outside = gl.viewportTest().isOutside(b.minX, b.minY, b.maxX, b.maxY, b.maxSize);
+                gl.color4f(0, 0, 0, 1);
+                gl.drawPoints(run->constBuffer(), run->length());
+                gl.color4f(1, 1, 1, 1);
+                gl.popMatrix();
+            });
+            int inked = 0;
+            for (int y = 0; y < image.height(); ++y)
+                inked += inkedInRow(image, y);
+            if (outside) {
+                ++passedOver;
+                EXPECT_EQ(inked, 0) << "zoom " << zoom << " flip " << flip << " rotate " << rotate;
+            } else if (single) {
+                ++singles;
+                if (inked == 0) ++blankSingles;
+            }
+        }
+    }
+    // Both answers occur, and a single dot drawn without showing (the test's pixel of margin) is rare.
+    EXPECT_GT(passedOver, 100);
+    EXPECT_GT(singles, 100);
+    EXPECT_LE(blankSingles * 10, singles);
+}
