@@ -73,7 +73,9 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
             needed += bytes;
         }
     }
-    if (end_ + needed > capacity_) relayout(needed);
+    // A buffer four times larger than its runs (the page before was denser) is made smaller.
+    const bool oversized = changed && capacity_ > std::max(kMinimumBytes, 4 * (live_ + needed));
+    if (end_ + needed > capacity_ || oversized) relayout(needed);
     for (const KVSPointSet* run : stale_) {
         Entry& e = entries_[run];
         const std::size_t bytes = run->length() * kStride;
@@ -129,8 +131,10 @@ void InkBuffers::relayout(std::size_t extra) {
     ++relayouts_;
     const std::size_t wanted = live_ + extra;
     std::size_t capacity = capacity_;
-    // Grow to half as much again as is needed; keep the size when the holes alone make the room.
-    if (wanted > capacity_ * 3 / 4) capacity = roundUp(std::max(kMinimumBytes, wanted + wanted / 2));
+    // Half as much again as is needed; the same size when the holes alone make the room and it is not
+    // far too large.
+    if (wanted > capacity_ * 3 / 4 || capacity_ > 4 * wanted)
+        capacity = roundUp(std::max(kMinimumBytes, wanted + wanted / 2));
     GLuint fresh = gl_.createRecordBuffer(capacity);
     if (!fresh) {
         // No program: nothing can be drawn anyway. Keep the books straight for the next attempt.

@@ -39,7 +39,8 @@ class InkBuffers {
     // Brings the buffer in line with the list: writes the runs that are new or changed, lets go of the
     // runs that are no longer in it, and returns one slot per entry of the list, in its order. When the
     // free space at the end does not hold the new runs, the kept runs are moved into a new buffer in the
-    // order of the list, on the GPU, without being uploaded again.
+    // order of the list, on the GPU, without being uploaded again; so they are when the buffer has become
+    // four times larger than they need (then it shrinks).
     const std::vector<Slot>& sync(const KVSPointSetArray& list);
     // The buffer that the slots of the last sync point into; 0 before any run was written.
     GLuint buffer() const { return buffer_; }

@@ -140,11 +140,15 @@ TEST(ResidentInk, UploadsOnlyWhatChanged) {
     EXPECT_EQ(repaint(s).bytes, (50u + 100000u) * 12);
     EXPECT_GT(s.compositor.inkBuffers().relayoutCount(), relayouts);
     EXPECT_EQ(residentAgainstStreamed(s), 0);
+    const std::size_t grown = s.compositor.inkBuffers().capacity();
+    EXPECT_GE(grown, 100050u * 12);
     page.removeObject(big);
 
-    // The same runs moved in place: every run again, and the pixels follow them.
+    // The same runs moved in place: every run again, and the pixels follow them. The buffer, far too
+    // large now, shrinks.
     page.applyDelta({6, 9});
     EXPECT_EQ(repaint(s).bytes, bytesOf(page));
+    EXPECT_LT(s.compositor.inkBuffers().capacity(), grown);
     EXPECT_EQ(residentAgainstStreamed(s), 0);
 
     // A run taken away uploads nothing and gives its space back.
