@@ -1,5 +1,6 @@
 // Rendering figures on the GL surface (software GL under Xvfb here, so read the ratios): the cost of a
-// live stroke segment against the ink on the page, a full repaint, a thumbnail, and texture uploads of
+// live stroke segment against the ink on the page, a full repaint (with the ink in view, out of view, or a
+// tenth of it in view), a thumbnail, and the texture uploads and bytes of ink uploaded by repaints of
 // unchanged pages. Each timed step ends with glFinish so that the GPU's share is counted.
 #include <QGuiApplication>
 #include <QSurfaceFormat>

@@ -3,8 +3,10 @@
 // of the page so that neighbouring runs of one colour can be drawn by one call. A run is written when it
 // is new to the list or its version has changed since it was written (a stroke, an eraser step, a
 // transform, an undo); an unchanged run is never written again, and a run that leaves the list gives
-// its slot back. Runs are named by address and version together; the version never repeats, and a weak
-// reference to each run held keeps its address from being reused while it is held. When edits have
+// its slot back. Runs are named by address and version together. The version never repeats, so a run
+// whose points changed is always written again, even a new run at a dead one's address; and the weak
+// reference held to each run keeps that address from being reused while it is held (a run and its
+// counts share one block), so that a new run is placed as new, in list order. When edits have
 // scattered the runs (strokes put at the back, runs that outgrew their slots), the buffer is laid out
 // in list order again on the GPU, without uploading anything. The context must be current for every
 // call.
