@@ -31,6 +31,7 @@ KVSPointSetPtr KVSPointSet::initWithPointSet(const KVSPointSet& other) {
     run->bounds_ = other.bounds_;
     run->blockBounds_ = other.blockBounds_;
     run->boundsValid_ = other.boundsValid_;
+    run->version_ = other.version_;  // the same points
     return run;
 }
 

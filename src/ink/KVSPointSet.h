@@ -37,7 +37,7 @@ class KVSPointSet {
     static KVSPointSetPtr initWithLength(std::uint64_t count);
     // Takes the buffer; length = bytes / 12, a shorter tail is ignored. Default colour.
     static KVSPointSetPtr initWithData(PointBuffer data);
-    // The other run's colour and a private copy of its points.
+    // The other run's colour and a private copy of its points, with their version.
     static KVSPointSetPtr initWithPointSet(const KVSPointSet& other);
     // The one shared empty run that stands for an absent run.
     static const KVSPointSetPtr& null();
@@ -90,9 +90,10 @@ class KVSPointSet {
     static constexpr std::uint64_t kBoundsBlock = 128;
     const std::vector<CentreBounds>& blockBounds() const;
 
-    // Changes whenever the points may have changed, by any member that writes them (buffer() included);
-    // never repeats within the process, not even across runs, so a (run, version) pair names one
-    // content for good. The colour is not part of it. A renderer keys its copies of the points on it.
+    // Names the points: changes whenever they may have changed, by any member that writes them (buffer()
+    // included), to a value never used before in the process. A copy made by initWithPointSet shares its
+    // source's version until either changes; no other two runs ever share one. The colour is not part of
+    // it. A renderer keys its copies of the points on it.
     std::uint64_t version() const { return version_; }
 
   private:

@@ -39,16 +39,32 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
     for (std::size_t i = 0; i < runs.size(); ++i) {
         const KVSPointSetPtr& run = runs[i];
         if (!run || run->length() == 0) continue;
-        Entry& e = entries_[run.get()];
+        Entry& e = entries_[run->version()];
         order_[i] = &e;
-        if (e.seen == sync_) continue;  // the same run twice in the list
+        if (e.seen == sync_) continue;  // the same points twice in the list (a run, or copies of it)
         e.seen = sync_;
-        if (e.placed && e.version == run->version()) continue;
-        e.owner = run;
-        stale_.push_back(run.get());
+        if (!e.placed) stale_.push_back({run.get(), &e});
     }
 
-    // Runs that left the list give their slots back.
+    // A run whose points changed since the last sync takes over the slot of its old points, unless those
+    // are still shown (by a copy): an eraser step writes its runs where they were.
+    if (!stale_.empty()) {
+        previous_.clear();
+        for (const auto& [run, version] : synced_)
+            if (run) previous_.emplace(run, version);
+        for (const auto& [run, e] : stale_) {
+            const auto was = previous_.find(run);
+            if (was == previous_.end()) continue;
+            const auto old = entries_.find(was->second);
+            if (old == entries_.end() || old->second.seen == sync_ || !old->second.placed) continue;
+            e->offset = old->second.offset;
+            e->capacity = old->second.capacity;
+            e->placed = true;
+            old->second.placed = false;  // the slot went over, with its bytes
+        }
+    }
+
+    // Points that left the list give their slots back.
     bool changed = !stale_.empty();
     for (auto it = entries_.begin(); it != entries_.end();) {
         if (it->second.seen != sync_) {
@@ -60,15 +76,15 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
         }
     }
 
-    // A changed run is written over its old slot when it still fits (an eraser step only shrinks runs);
-    // otherwise it needs a new slot, and all new slots go behind the last one, in list order.
+    // Changed points are written over the slot they took over when they still fit (an eraser step only
+    // shrinks runs); otherwise they need a new slot, and all new slots go behind the last one, in list
+    // order.
     std::size_t needed = 0;
-    for (const KVSPointSet* run : stale_) {
-        Entry& e = entries_[run];
+    for (const auto& [run, e] : stale_) {
         const std::size_t bytes = run->length() * kStride;
-        if (e.placed && bytes > e.capacity) free(e);
-        if (e.placed) {
-            e.rewrite = bytes;
+        if (e->placed && bytes > e->capacity) free(*e);
+        if (e->placed) {
+            e->rewrite = bytes;
         } else {
             needed += bytes;
         }
@@ -76,20 +92,18 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
     // A buffer four times larger than its runs (the page before was denser) is made smaller.
     const bool oversized = changed && capacity_ > std::max(kMinimumBytes, 4 * (live_ + needed));
     if (end_ + needed > capacity_ || oversized) relayout(needed);
-    for (const KVSPointSet* run : stale_) {
-        Entry& e = entries_[run];
+    for (const auto& [run, e] : stale_) {
         const std::size_t bytes = run->length() * kStride;
-        if (!e.placed) {
-            e.offset = end_;
-            e.capacity = bytes;
-            e.placed = true;
+        if (!e->placed) {
+            e->offset = end_;
+            e->capacity = bytes;
+            e->placed = true;
             end_ += bytes;
             live_ += bytes;
         }
-        gl_.writeRecordBuffer(buffer_, e.offset, run->constBuffer(), bytes);
-        e.count = run->length();
-        e.version = run->version();
-        e.rewrite = 0;
+        gl_.writeRecordBuffer(buffer_, e->offset, run->constBuffer(), bytes);
+        e->count = run->length();
+        e->rewrite = 0;
     }
 
     // Only a change can scatter the runs, so an unchanged page is never moved.
@@ -138,7 +152,7 @@ void InkBuffers::relayout(std::size_t extra) {
     GLuint fresh = gl_.createRecordBuffer(capacity);
     if (!fresh) {
         // No program: nothing can be drawn anyway. Keep the books straight for the next attempt.
-        for (auto& [run, e] : entries_)
+        for (auto& [version, e] : entries_)
             e.placed = false;
         gl_.deleteRecordBuffer(buffer_);
         capacity_ = end_ = live_ = 0;
@@ -193,6 +207,7 @@ void InkBuffers::release() {
     stale_.clear();
     slots_.clear();
     synced_.clear();
+    previous_.clear();
     capacity_ = end_ = live_ = 0;
 }
 

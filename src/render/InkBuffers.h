@@ -1,20 +1,17 @@
 // The shown page's ink records kept in GPU memory, so that a repaint draws them where they lie instead of
 // sending every run again. All runs live in one buffer, each in a slot of its own, laid out in the order
-// of the page so that neighbouring runs of one colour can be drawn by one call. A run is written when it
-// is new to the list or its version has changed since it was written (a stroke, an eraser step, a
-// transform, an undo); an unchanged run is never written again, and a run that leaves the list gives
-// its slot back. Runs are named by address and version together. The version never repeats, so a run
-// whose points changed is always written again, even a new run at a dead one's address; and the weak
-// reference held to each run keeps that address from being reused while it is held (a run and its
-// counts share one block), so that a new run is placed as new, in list order. When edits have
-// scattered the runs (strokes put at the back, runs that outgrew their slots), the buffer is laid out
-// in list order again on the GPU, without uploading anything. The context must be current for every
-// call.
+// of the page so that neighbouring runs of one colour can be drawn by one call. Slots are keyed by the
+// runs' versions, which name their points: points are written when a version is new to the list (a
+// stroke, an eraser step, a transform, an undo that brings back other points), never again while it
+// stays, and a version that leaves the list gives its slot back. A copy of a run shares its version, so
+// the copy that an eraser gesture works on, or an undo that puts unchanged runs back, uploads nothing.
+// When edits have scattered the runs (strokes put at the back, runs that outgrew their slots), the
+// buffer is laid out in list order again on the GPU, without uploading anything. The context must be
+// current for every call.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -50,7 +47,7 @@ class InkBuffers {
     // is gone is forgotten without being deleted.
     void release();
 
-    // Runs held, bytes in their slots, the size of the buffer, and how often it was laid out anew.
+    // Versions held, bytes in their slots, the size of the buffer, and how often it was laid out anew.
     std::size_t runCount() const { return entries_.size(); }
     std::size_t liveBytes() const { return live_; }
     std::size_t capacity() const { return capacity_; }
@@ -58,8 +55,6 @@ class InkBuffers {
 
   private:
     struct Entry {
-        std::weak_ptr<KVSPointSet> owner;
-        std::uint64_t version = 0;
         std::size_t offset = 0;
         std::size_t capacity = 0;  // bytes of the slot; at least count * 12
         std::uint64_t count = 0;
@@ -76,9 +71,12 @@ class InkBuffers {
     std::size_t scatter() const;
 
     GLLayer& gl_;
-    std::unordered_map<const KVSPointSet*, Entry> entries_;
+    std::unordered_map<std::uint64_t, Entry> entries_;  // by version
     std::vector<Entry*> order_;  // per list position, the run's entry (nullptr for an empty run)
-    std::vector<const KVSPointSet*> stale_;
+    // The runs whose points are not in the buffer yet, with their entries.
+    std::vector<std::pair<const KVSPointSet*, Entry*>> stale_;
+    // While a sync runs: each run of the last sync with the version it had then.
+    std::unordered_map<const KVSPointSet*, std::uint64_t> previous_;
     std::vector<Slot> slots_;
     // The list of the last sync, run by run with its version: an equal list needs no work at all.
     std::vector<std::pair<const KVSPointSet*, std::uint64_t>> synced_;

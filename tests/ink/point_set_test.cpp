@@ -378,13 +378,18 @@ TEST(KVSPointSet, EveryChangeOfThePointsRenewsTheVersionAndTheExtent) {
     }
 }
 
-TEST(KVSPointSet, VersionsNeverRepeatAndReadersKeepThem) {
+TEST(KVSPointSet, VersionsNameThePointsAndReadersKeepThem) {
     auto a = runOf({10, 20, 4, 30, 5, 9}, kBlue);
     auto b = runOf({10, 20, 4, 30, 5, 9}, kBlue);
-    auto copy = KVSPointSet::initWithPointSet(*a);
     EXPECT_NE(a->version(), b->version());
-    EXPECT_NE(a->version(), copy->version());
+    // A copy has the same points, so the same version, until either changes; then neither has it again.
+    auto copy = KVSPointSet::initWithPointSet(*a);
+    EXPECT_EQ(a->version(), copy->version());
     EXPECT_EQ(copy->centreBounds().maxSize, 9.0f);
+    auto second = KVSPointSet::initWithPointSet(*copy);
+    second->addPointsFromSet(*b);
+    EXPECT_NE(second->version(), a->version());
+    EXPECT_NE(second->version(), b->version());
 
     // Hit tests that find nothing, reads and a new colour leave the version as it is; so does a change of
     // the copy for the original.
@@ -399,6 +404,7 @@ TEST(KVSPointSet, VersionsNeverRepeatAndReadersKeepThem) {
     a->setColor(kGreen);
     copy->buffer()[0] = -1;
     EXPECT_EQ(a->version(), version);
+    EXPECT_NE(copy->version(), version);
     EXPECT_EQ(a->centreBounds().minX, 10.0f);
 
     // The largest dot: at least 0, and infinite when a size is not a number, so that it is never passed

@@ -174,6 +174,61 @@ TEST(ResidentInk, UploadsOnlyWhatChanged) {
     EXPECT_EQ(repaint(s).bytes, 0u);
 }
 
+// An eraser gesture works on a copy of the page and, at its end, puts the unchanged runs of the page as
+// it was back beside the changed ones; its undo brings the old points of the changed runs back. Only points
+// that are new to the list are ever uploaded.
+TEST(ResidentInk, AnEraserGestureAndItsUndoUploadOnlyTheChangedRuns) {
+    GLSurface s({64, 64}, 1.0);
+    VELUMEN_REQUIRE_GL(s);
+    auto page = std::make_shared<KVSPointSetArray>();
+    for (int r = 0; r < 12; ++r)
+        page->addObject(stroke(2, 4 + 5 * float(r), 40, r % 3 ? kInk : kRed));
+    s.compositor.pointSets = page;
+    EXPECT_EQ(repaint(s).bytes, bytesOf(*page));
+    const QImage before = s.view().getImage();
+
+    // The gesture begins on a copy: nothing to upload.
+    s.compositor.pointSets = KVSPointSetArray::initWithPointSetArray(*page);
+    auto& working = *s.compositor.pointSets;
+    EXPECT_EQ(repaint(s).bytes, 0u);
+
+    // Two steps: each uploads the runs it changed, written where they were (their slots keep their size).
+    const std::size_t held = s.compositor.inkBuffers().liveBytes();
+    std::uint64_t changed = 0;
+    for (const Rect& stamp : {Rect{0, 8, 10, 10}, Rect{0, 20, 10, 10}}) {
+        std::vector<std::uint64_t> lengths;
+        for (const auto& run : working.pointSets())
+            lengths.push_back(run->length());
+        ASSERT_TRUE(working.removePointsInCircle(stamp, false));
+        changed = 0;
+        for (std::size_t i = 0; i < working.count(); ++i)
+            if (working.objectAtIndex(i)->length() != lengths[i]) changed += working.objectAtIndex(i)->length();
+        const std::size_t capacity = s.compositor.inkBuffers().capacity();
+        EXPECT_EQ(repaint(s).bytes, changed * 12);
+        EXPECT_EQ(s.compositor.inkBuffers().capacity(), capacity);
+        EXPECT_EQ(s.compositor.inkBuffers().liveBytes(), held);
+        EXPECT_EQ(residentAgainstStreamed(s), 0);
+    }
+
+    // The end: the page's own runs where nothing changed, the working ones elsewhere. Nothing to upload.
+    auto kept = std::make_shared<KVSPointSetArray>();
+    auto oldRuns = std::make_shared<KVSPointSetArray>();
+    for (std::size_t i = 0; i < page->count(); ++i) {
+        const bool same = page->objectAtIndex(i)->length() == working.objectAtIndex(i)->length();
+        kept->addObject(same ? page->objectAtIndex(i) : working.objectAtIndex(i));
+        if (!same) oldRuns->addObject(page->objectAtIndex(i));
+    }
+    ASSERT_GT(oldRuns->count(), 0u);
+    s.compositor.pointSets = kept;
+    EXPECT_EQ(repaint(s).bytes, 0u);
+
+    // Undo: the page as it was, whose changed runs alone are new to the buffer; the picture is the first.
+    s.compositor.pointSets = page;
+    EXPECT_EQ(repaint(s).bytes, bytesOf(*oldRuns));
+    EXPECT_EQ(maxDifference(s.view().getImage(), before), 0);
+    EXPECT_EQ(s.compositor.inkBuffers().runCount(), page->count());
+}
+
 TEST(ResidentInk, StrokesPutAtTheBackKeepTheOrderAndTheBufferIsLaidOutAgain) {
     GLSurface s({64, 64}, 1.0);
     VELUMEN_REQUIRE_GL(s);
