@@ -27,8 +27,8 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
     const auto& runs = list.pointSets();
     if (runs.size() == synced_.size()) {
         std::size_t i = 0;
-        while (i < runs.size() && runs[i].get() == synced_[i].first &&
-               (!runs[i] || runs[i]->version() == synced_[i].second))
+        while (i < runs.size() && runs[i].get() == synced_[i].run &&
+               (!runs[i] || runs[i]->version() == synced_[i].version))
             ++i;
         if (i == runs.size()) return slots_;
     }
@@ -47,15 +47,18 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
     }
 
     // A run whose points changed since the last sync takes over the slot of its old points, unless those
-    // are still shown (by a copy): an eraser step writes its runs where they were.
+    // are still shown (by a copy): an eraser step writes its runs where they were. A new run at a dead
+    // one's address is not that run.
     if (!stale_.empty()) {
         previous_.clear();
-        for (const auto& [run, version] : synced_)
-            if (run) previous_.emplace(run, version);
+        for (std::size_t i = 0; i < synced_.size(); ++i)
+            if (synced_[i].run) previous_.emplace(synced_[i].run, i);
         for (const auto& [run, e] : stale_) {
             const auto was = previous_.find(run);
             if (was == previous_.end()) continue;
-            const auto old = entries_.find(was->second);
+            const Synced& last = synced_[was->second];
+            if (last.owner.lock().get() != run) continue;
+            const auto old = entries_.find(last.version);
             if (old == entries_.end() || old->second.seen == sync_ || !old->second.placed) continue;
             e->offset = old->second.offset;
             e->capacity = old->second.capacity;
@@ -111,7 +114,7 @@ const std::vector<InkBuffers::Slot>& InkBuffers::sync(const KVSPointSetArray& li
     fillSlots();
     synced_.resize(runs.size());
     for (std::size_t i = 0; i < runs.size(); ++i)
-        synced_[i] = {runs[i].get(), runs[i] ? runs[i]->version() : 0};
+        synced_[i] = {runs[i].get(), runs[i] ? runs[i]->version() : 0, runs[i]};
     return slots_;
 }
 

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -75,11 +76,17 @@ class InkBuffers {
     std::vector<Entry*> order_;  // per list position, the run's entry (nullptr for an empty run)
     // The runs whose points are not in the buffer yet, with their entries.
     std::vector<std::pair<const KVSPointSet*, Entry*>> stale_;
-    // While a sync runs: each run of the last sync with the version it had then.
-    std::unordered_map<const KVSPointSet*, std::uint64_t> previous_;
+    // While a sync runs: where each run of the last sync stood in its list.
+    std::unordered_map<const KVSPointSet*, std::size_t> previous_;
     std::vector<Slot> slots_;
     // The list of the last sync, run by run with its version: an equal list needs no work at all.
-    std::vector<std::pair<const KVSPointSet*, std::uint64_t>> synced_;
+    // The weak reference tells the same run from a new one at a dead run's address.
+    struct Synced {
+        const KVSPointSet* run;
+        std::uint64_t version;
+        std::weak_ptr<KVSPointSet> owner;
+    };
+    std::vector<Synced> synced_;
     GLuint buffer_ = 0;
     std::size_t capacity_ = 0;
     std::size_t end_ = 0;   // first byte behind the last slot

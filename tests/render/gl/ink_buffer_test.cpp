@@ -229,6 +229,32 @@ TEST(ResidentInk, AnEraserGestureAndItsUndoUploadOnlyTheChangedRuns) {
     EXPECT_EQ(s.compositor.inkBuffers().runCount(), page->count());
 }
 
+// Turning to another page: its runs are new, even where one lies at an address that a run of the page
+// before had, and they are laid out in their own order, so neighbours of one colour still go by one call.
+TEST(ResidentInk, AnotherPageIsWrittenAfreshInItsOwnOrder) {
+    GLSurface s({64, 64}, 1.0);
+    VELUMEN_REQUIRE_GL(s);
+    // Half the runs in one colour, half in another.
+    auto page = [](int runs, float shift) {
+        auto list = std::make_shared<KVSPointSetArray>();
+        for (int r = 0; r < runs; ++r)
+            list->addObject(stroke(float(r % 30) + shift, float(r % 60), 20, 2 * r < runs ? kInk : kRed));
+        return list;
+    };
+    for (int turn = 0; turn < 6; ++turn) {
+        // The page before is let go before the next one is made, so its addresses are free for reuse; a
+        // small page and a large one take turns.
+        const int runs = turn % 2 ? 200 : 12;
+        s.compositor.pointSets = nullptr;
+        s.compositor.pointSets = page(runs, float(turn));
+        const Repaint r = repaint(s);
+        EXPECT_EQ(r.bytes, bytesOf(*s.compositor.pointSets));
+        EXPECT_EQ(r.draws, 2u) << "turn " << turn;
+        EXPECT_EQ(residentAgainstStreamed(s), 0);
+        EXPECT_EQ(s.compositor.inkBuffers().runCount(), std::size_t(runs));
+    }
+}
+
 TEST(ResidentInk, StrokesPutAtTheBackKeepTheOrderAndTheBufferIsLaidOutAgain) {
     GLSurface s({64, 64}, 1.0);
     VELUMEN_REQUIRE_GL(s);
