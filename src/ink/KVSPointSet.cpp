@@ -1,6 +1,7 @@
 #include "ink/KVSPointSet.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <limits>
 
@@ -30,7 +31,18 @@ KVSPointSetPtr KVSPointSet::initWithPointSet(const KVSPointSet& other) {
     run->bounds_ = other.bounds_;
     run->blockBounds_ = other.blockBounds_;
     run->boundsValid_ = other.boundsValid_;
+    run->version_ = other.version_;  // the same points
     return run;
+}
+
+std::uint64_t KVSPointSet::nextVersion() {
+    static std::atomic<std::uint64_t> counter{0};
+    return counter.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+void KVSPointSet::pointsChanged() {
+    version_ = nextVersion();
+    boundsValid_ = false;
 }
 
 const KVSPointSetPtr& KVSPointSet::null() {
@@ -43,14 +55,14 @@ bool KVSPointSet::isNull() const {
 }
 
 float* KVSPointSet::buffer() {
-    invalidateBounds();
+    pointsChanged();
     return data_.floats();
 }
 
 void KVSPointSet::setData(PointBuffer data) {
     data_ = std::move(data);
     length_ = data_.byteSize() / kStride;
-    invalidateBounds();
+    pointsChanged();
 }
 
 void KVSPointSet::addPointsFromSet(const KVSPointSet& other) {
@@ -63,11 +75,16 @@ void KVSPointSet::addPointsFromSet(const KVSPointSet& other) {
 }
 
 std::uint64_t KVSPointSet::markPointsInRect(const Rect& rect) {
-    return kernels::markInRect(data_.floats(), length_, kernels::narrowRect(rect));
+    const std::uint64_t marked = kernels::markInRect(data_.floats(), length_, kernels::narrowRect(rect));
+    if (marked) pointsChanged();
+    return marked;
 }
 
 std::uint64_t KVSPointSet::markPointsWithCentersInCircle(const Rect& circle) {
-    return kernels::markCentresInCircle(data_.floats(), length_, kernels::prepareCircle(circle));
+    const std::uint64_t marked =
+        kernels::markCentresInCircle(data_.floats(), length_, kernels::prepareCircle(circle));
+    if (marked) pointsChanged();
+    return marked;
 }
 
 std::uint64_t KVSPointSet::markPointsTouchingCircle(const Rect& circle) {
@@ -81,13 +98,14 @@ std::uint64_t KVSPointSet::markPointsTouchingCircle(const Rect& circle) {
         const std::uint64_t start = b * kBoundsBlock;
         const std::uint64_t n = std::min(kBoundsBlock, length_ - start);
         const std::uint64_t m = kernels::markTouching(p + 3 * start, n, c);
-        // Keep the cached extents a superset of what is stored.
+        // Keep the cached extents a superset of what is stored: the marks moved centres to the far left.
         if (m) {
             bb.minX = kRemovalMark;
             bounds_.minX = kRemovalMark;
             marked += m;
         }
     }
+    if (marked) version_ = nextVersion();
     return marked;
 }
 
@@ -138,25 +156,21 @@ Rect KVSPointSet::boundingRect() const { return boundingRectOfPoints(data_.float
 
 void KVSPointSet::computeBounds() const {
     constexpr float inf = std::numeric_limits<float>::infinity();
-    bounds_ = {inf, inf, -inf, -inf};
+    bounds_ = {inf, inf, -inf, -inf, 0};
     blockBounds_.resize((length_ + kBoundsBlock - 1) / kBoundsBlock);
     const float* p = data_.floats();
     for (std::size_t b = 0; b < blockBounds_.size(); ++b) {
         const std::uint64_t start = b * kBoundsBlock;
         CentreBounds& bb = blockBounds_[b];
         kernels::centreBounds(p + 3 * start, std::min(kBoundsBlock, length_ - start), bb.minX, bb.minY,
-                              bb.maxX, bb.maxY);
+                              bb.maxX, bb.maxY, bb.maxSize);
         bounds_.minX = std::min(bounds_.minX, bb.minX);
         bounds_.minY = std::min(bounds_.minY, bb.minY);
         bounds_.maxX = std::max(bounds_.maxX, bb.maxX);
         bounds_.maxY = std::max(bounds_.maxY, bb.maxY);
+        bounds_.maxSize = std::max(bounds_.maxSize, bb.maxSize);
     }
     boundsValid_ = true;
-}
-
-const KVSPointSet::CentreBounds& KVSPointSet::centreBounds() const {
-    if (!boundsValid_) computeBounds();
-    return bounds_;
 }
 
 const std::vector<KVSPointSet::CentreBounds>& KVSPointSet::blockBounds() const {

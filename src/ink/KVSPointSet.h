@@ -37,7 +37,7 @@ class KVSPointSet {
     static KVSPointSetPtr initWithLength(std::uint64_t count);
     // Takes the buffer; length = bytes / 12, a shorter tail is ignored. Default colour.
     static KVSPointSetPtr initWithData(PointBuffer data);
-    // The other run's colour and a private copy of its points.
+    // The other run's colour and a private copy of its points, with their version.
     static KVSPointSetPtr initWithPointSet(const KVSPointSet& other);
     // The one shared empty run that stands for an absent run.
     static const KVSPointSetPtr& null();
@@ -48,8 +48,9 @@ class KVSPointSet {
     const KColor& color() const { return color_; }
     void setColor(const KColor& c) { color_ = c; }
 
-    // Writable points, three floats each. Taking it drops the cached extent, so take it anew after any
-    // hit test rather than holding it across one.
+    // Writable points, three floats each. Taking it counts as a change of the points (a new version, the
+    // cached extent dropped), so take it anew for each change rather than holding it across a hit test,
+    // a repaint or any other reader of the extent or the version.
     float* buffer();
     const float* constBuffer() const { return data_.floats(); }
     // Replaces the points; length follows the buffer.
@@ -73,19 +74,32 @@ class KVSPointSet {
     Rect boundingRect() const;
 
     // Conservative extent of every stored centre, marked ones included, as floats; empty (min > max)
-    // when no centre is a number. Cached until the points change.
+    // when no centre is a number. maxSize is the largest stored size (at least 0, infinite when a size
+    // is not a number), so that the extent grown by maxSize / 2 holds every dot. Cached until the
+    // points change.
     struct CentreBounds {
         float minX, minY, maxX, maxY;
+        float maxSize;
     };
-    const CentreBounds& centreBounds() const;
+    const CentreBounds& centreBounds() const {
+        if (!boundsValid_) computeBounds();
+        return bounds_;
+    }
     // The same for each block of kBoundsBlock consecutive points, so that a hit test can pass over the
     // stretches of a long stroke that lie far from it.
     static constexpr std::uint64_t kBoundsBlock = 128;
     const std::vector<CentreBounds>& blockBounds() const;
 
+    // Names the points: changes whenever they may have changed, by any member that writes them (buffer()
+    // included), to a value never used before in the process. A copy made by initWithPointSet shares its
+    // source's version until either changes; no other two runs ever share one. The colour is not part of
+    // it. A renderer keys its copies of the points on it.
+    std::uint64_t version() const { return version_; }
+
   private:
-    friend class KVSPointSetArray;
-    void invalidateBounds() { boundsValid_ = false; }
+    // Every writer of the points calls this: a new version, and the cached extents dropped.
+    void pointsChanged();
+    static std::uint64_t nextVersion();
 
     PointBuffer data_;
     std::uint64_t length_ = 0;
@@ -95,6 +109,7 @@ class KVSPointSet {
     mutable CentreBounds bounds_{};
     mutable std::vector<CentreBounds> blockBounds_;
     mutable bool boundsValid_ = false;
+    std::uint64_t version_ = nextVersion();
 };
 
 }  // namespace velumen

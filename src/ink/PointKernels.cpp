@@ -165,21 +165,27 @@ std::uint64_t copyUnmarked(const float* p, std::uint64_t count, float* out, std:
 }
 
 VELUMEN_FMA_CLONES
-void centreBounds(const float* p, std::uint64_t count, float& minX, float& minY, float& maxX, float& maxY) {
+void centreBounds(const float* p, std::uint64_t count, float& minX, float& minY, float& maxX, float& maxY,
+                  float& maxSize) {
     constexpr float inf = std::numeric_limits<float>::infinity();
-    float lx = inf, ly = inf, hx = -inf, hy = -inf;
+    float lx = inf, ly = inf, hx = -inf, hy = -inf, hs = 0;
+    std::uint32_t nan = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
         const float x = p[3 * i];
         const float y = p[3 * i + 1];
+        const float s = p[3 * i + 2];
         lx = x < lx ? x : lx;
         hx = x > hx ? x : hx;
         ly = y < ly ? y : ly;
         hy = y > hy ? y : hy;
+        hs = s > hs ? s : hs;
+        nan |= s != s ? 1u : 0u;
     }
     minX = lx;
     minY = ly;
     maxX = hx;
     maxY = hy;
+    maxSize = nan ? inf : hs;
 }
 
 void addDelta(float* p, std::uint64_t count, float dx, float dy) {

@@ -33,9 +33,10 @@ bool anyTouching(const float* points, std::uint64_t count, const CircleF& circle
 std::uint64_t countUnmarked(const float* points, std::uint64_t count);
 // Copies the unmarked points, in order, until `capacity` points are written; returns how many were.
 std::uint64_t copyUnmarked(const float* points, std::uint64_t count, float* out, std::uint64_t capacity);
-// Minimum and maximum of the centres, ignoring NaN; min > max when there is no number at all.
+// Minimum and maximum of the centres, ignoring NaN; min > max when there is no number at all. maxSize is
+// the largest size, at least 0, and infinite when any size is NaN (such a dot is never passed over).
 void centreBounds(const float* points, std::uint64_t count, float& minX, float& minY, float& maxX,
-                  float& maxY);
+                  float& maxY, float& maxSize);
 void addDelta(float* points, std::uint64_t count, float dx, float dy);
 
 }  // namespace velumen::kernels

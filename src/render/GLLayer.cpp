@@ -65,6 +65,7 @@ Affine2D Affine2D::then(const Affine2D& o) const {
 
 bool GLLayer::initialize(QOpenGLContext* context) {
     if (!context) return false;
+    ++generation_;
     functions_.initializeOpenGLFunctions();
     isES_ = context->isOpenGLES();
     const std::string version =
@@ -131,7 +132,15 @@ bool GLLayer::initialize(QOpenGLContext* context) {
     f().glVertexAttribPointer(1, 1, GL_FLOAT, GL_FALSE, 12, reinterpret_cast<const void*>(8));
     f().glVertexAttribDivisor(0, 1);
     f().glVertexAttribDivisor(1, 1);
+    // The same records read from buffers kept on the GPU: the pointers are set at each draw.
+    f().glGenVertexArrays(1, &residentArray_);
+    f().glBindVertexArray(residentArray_);
+    f().glEnableVertexAttribArray(0);
+    f().glEnableVertexAttribArray(1);
+    f().glVertexAttribDivisor(0, 1);
+    f().glVertexAttribDivisor(1, 1);
     f().glBindVertexArray(0);
+    f().glBindBuffer(GL_ARRAY_BUFFER, 0);
 
     // The editor's only blend function: everything that reaches GL is premultiplied.
     f().glDisable(GL_DITHER);
@@ -147,7 +156,8 @@ void GLLayer::release() {
     if (spriteArray_) f().glDeleteVertexArrays(1, &spriteArray_);
     if (quadArray_) f().glDeleteVertexArrays(1, &quadArray_);
     if (spriteBuffer_) f().glDeleteBuffers(1, &spriteBuffer_);
-    program_ = spriteArray_ = quadArray_ = spriteBuffer_ = 0;
+    if (residentArray_) f().glDeleteVertexArrays(1, &residentArray_);
+    program_ = spriteArray_ = quadArray_ = spriteBuffer_ = residentArray_ = 0;
 }
 
 // ---- Projection stack ----
@@ -208,19 +218,39 @@ void GLLayer::useProgram(int mode, GLuint texture) {
     f().glBindTexture(GL_TEXTURE_2D, texture);
 }
 
-void GLLayer::drawSprites(const float* records, std::uint64_t count, float fixedSize) {
-    if (!program_ || !records || count == 0) return;
+void GLLayer::setSpriteUniforms(float fixedSize) {
     useProgram(0, texture_);
     f().glUniform1f(u_.pointScale, pointScale());
     f().glUniform1f(u_.fixedSize, fixedSize);
     f().glUniform2f(u_.viewport, static_cast<float>(viewport_[2]), static_cast<float>(viewport_[3]));
+}
+
+void GLLayer::drawSprites(const float* records, std::uint64_t count, float fixedSize) {
+    if (!program_ || !records || count == 0) return;
+    setSpriteUniforms(fixedSize);
     f().glBindVertexArray(spriteArray_);
     f().glBindBuffer(GL_ARRAY_BUFFER, spriteBuffer_);
     // The run's records go to the GPU as they are stored: no conversion, no copy of our own.
     f().glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(count * 12), records, GL_STREAM_DRAW);
+    bytesUploaded_ += count * 12;
     f().glDrawArraysInstanced(GL_TRIANGLE_STRIP, 0, 4, static_cast<GLsizei>(count));
     ++drawCalls_;
     f().glBindVertexArray(0);
+    f().glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+void GLLayer::drawPointsFromBuffer(GLuint buffer, std::size_t byteOffset, std::uint64_t count) {
+    if (!program_ || !buffer || count == 0) return;
+    setSpriteUniforms(-1.0f);
+    f().glBindVertexArray(residentArray_);
+    f().glBindBuffer(GL_ARRAY_BUFFER, buffer);
+    const auto* base = reinterpret_cast<const std::uint8_t*>(static_cast<std::uintptr_t>(byteOffset));
+    f().glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 12, base);
+    f().glVertexAttribPointer(1, 1, GL_FLOAT, GL_FALSE, 12, base + 8);
+    f().glDrawArraysInstanced(GL_TRIANGLE_STRIP, 0, 4, static_cast<GLsizei>(count));
+    ++drawCalls_;
+    f().glBindVertexArray(0);
+    f().glBindBuffer(GL_ARRAY_BUFFER, 0);
     f().glBindTexture(GL_TEXTURE_2D, 0);
 }
 
@@ -265,24 +295,71 @@ void GLLayer::renderTexture(GLuint texture, const Rect& rect, float alpha, float
 }
 
 bool GLLayer::isOutsideViewport(float minX, float minY, float maxX, float maxY, float maxSize) const {
-    if (!(minX <= maxX) || !(minY <= maxY)) return true;  // no centre at all
+    return viewportTest().isOutside(minX, minY, maxX, maxY, maxSize);
+}
+
+GLLayer::ViewportTest GLLayer::viewportTest() const {
+    // Clip space to pixels: (clip + 1) / 2 times the viewport's size.
     const Affine2D& m = stack_.back();
-    const double vw = viewport_[2], vh = viewport_[3];
-    double lo[2] = {std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity()};
-    double hi[2] = {-lo[0], -lo[1]};
-    const double xs[2] = {minX, maxX}, ys[2] = {minY, maxY};
-    for (double px : xs) {
-        for (double py : ys) {
-            const Point clip = m.map({px, py});
-            const double sx = (clip.x + 1.0) * 0.5 * vw, sy = (clip.y + 1.0) * 0.5 * vh;
-            lo[0] = std::min(lo[0], sx), hi[0] = std::max(hi[0], sx);
-            lo[1] = std::min(lo[1], sy), hi[1] = std::max(hi[1], sy);
-        }
-    }
+    ViewportTest t;
+    t.width = viewport_[2];
+    t.height = viewport_[3];
+    const double hx = 0.5 * t.width, hy = 0.5 * t.height;
+    t.ax = m.a * hx, t.cx = m.c * hx, t.tx = (m.tx + 1.0) * hx;
+    t.by = m.b * hy, t.dy = m.d * hy, t.ty = (m.ty + 1.0) * hy;
+    t.pointScale = pointScale();
+    return t;
+}
+
+bool GLLayer::ViewportTest::isOutside(float minX, float minY, float maxX, float maxY, float maxSize) const {
+    if (!(minX <= maxX) || !(minY <= maxY)) return true;  // no centre at all
     // Half the largest diameter, and one pixel more for the rounding of the rasteriser.
-    const double radius = std::max(static_cast<double>(maxSize) * pointScale(), 1.0) * 0.5 + 1.0;
+    const double radius = std::max(static_cast<double>(maxSize) * pointScale, 1.0) * 0.5 + 1.0;
     if (!std::isfinite(radius)) return false;
-    return hi[0] + radius < 0 || lo[0] - radius > vw || hi[1] + radius < 0 || lo[1] - radius > vh;
+    // The pixel extent of the box's corners: each coordinate is linear, so its ends lie at the box's ends.
+    const double x0 = static_cast<double>(minX), x1 = static_cast<double>(maxX);
+    const double y0 = static_cast<double>(minY), y1 = static_cast<double>(maxY);
+    const double px0 = std::min(ax * x0, ax * x1) + std::min(cx * y0, cx * y1) + tx;
+    const double px1 = std::max(ax * x0, ax * x1) + std::max(cx * y0, cx * y1) + tx;
+    const double py0 = std::min(by * x0, by * x1) + std::min(dy * y0, dy * y1) + ty;
+    const double py1 = std::max(by * x0, by * x1) + std::max(dy * y0, dy * y1) + ty;
+    return px1 + radius < 0 || px0 - radius > width || py1 + radius < 0 || py0 - radius > height;
+}
+
+// ---- Record buffers ----
+
+GLuint GLLayer::createRecordBuffer(std::size_t bytes) {
+    if (!program_ || bytes == 0) return 0;
+    GLuint buffer = 0;
+    f().glGenBuffers(1, &buffer);
+    f().glBindBuffer(GL_ARRAY_BUFFER, buffer);
+    f().glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), nullptr, GL_DYNAMIC_DRAW);
+    f().glBindBuffer(GL_ARRAY_BUFFER, 0);
+    return buffer;
+}
+
+void GLLayer::writeRecordBuffer(GLuint buffer, std::size_t offset, const void* data, std::size_t bytes) {
+    if (!buffer || !data || bytes == 0) return;
+    f().glBindBuffer(GL_ARRAY_BUFFER, buffer);
+    f().glBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(offset), static_cast<GLsizeiptr>(bytes), data);
+    f().glBindBuffer(GL_ARRAY_BUFFER, 0);
+    bytesUploaded_ += bytes;
+}
+
+void GLLayer::copyRecordBuffer(GLuint from, std::size_t fromOffset, GLuint to, std::size_t toOffset,
+                               std::size_t bytes) {
+    if (!from || !to || bytes == 0) return;
+    f().glBindBuffer(GL_COPY_READ_BUFFER, from);
+    f().glBindBuffer(GL_COPY_WRITE_BUFFER, to);
+    f().glCopyBufferSubData(GL_COPY_READ_BUFFER, GL_COPY_WRITE_BUFFER, static_cast<GLintptr>(fromOffset),
+                            static_cast<GLintptr>(toOffset), static_cast<GLsizeiptr>(bytes));
+    f().glBindBuffer(GL_COPY_READ_BUFFER, 0);
+    f().glBindBuffer(GL_COPY_WRITE_BUFFER, 0);
+}
+
+void GLLayer::deleteRecordBuffer(GLuint& buffer) {
+    if (buffer) f().glDeleteBuffers(1, &buffer);
+    buffer = 0;
 }
 
 // ---- Framebuffers and state ----

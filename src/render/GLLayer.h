@@ -38,6 +38,8 @@ class GLLayer {
     // Deletes the program, buffers and arrays; the context must be current.
     void release();
     bool isReady() const { return program_ != 0; }
+    // Counts the contexts the layer was built in: GL names kept from an earlier one are not valid here.
+    std::uint64_t generation() const { return generation_; }
 
     // ---- Projection stack ----
     // Replaces the top with the projection of (0, 0)-(width, height), y down: view points to clip space.
@@ -74,8 +76,22 @@ class GLLayer {
     // first row is the bottom of the picture.
     void renderTexture(GLuint texture, const Rect& rect, float alpha, float rotation = 0,
                        bool flipped = false);
+    // One instanced draw of count records that lie in a record buffer from byteOffset on (a multiple of 4),
+    // in the current projection; nothing is uploaded.
+    void drawPointsFromBuffer(GLuint buffer, std::size_t byteOffset, std::uint64_t count);
     // Whether a box of centres, grown by the radius of the largest sprite, misses the viewport entirely.
     bool isOutsideViewport(float minX, float minY, float maxX, float maxY, float maxSize) const;
+    // The same test with the current projection, viewport and point size taken once, for many boxes.
+    class ViewportTest {
+      public:
+        bool isOutside(float minX, float minY, float maxX, float maxY, float maxSize) const;
+
+      private:
+        friend class GLLayer;
+        // Pixel x = ax * x + cx * y + tx, pixel y = by * x + dy * y + ty; the surface is width x height.
+        double ax = 0, cx = 0, tx = 0, by = 0, dy = 0, ty = 0, width = 0, height = 0, pointScale = 1;
+    };
+    ViewportTest viewportTest() const;
 
     // ---- Framebuffers and plain state ----
     void viewport(int x, int y, int width, int height);
@@ -104,7 +120,18 @@ class GLLayer {
     std::vector<std::uint8_t> readPixels(int x, int y, int width, int height);
     int maxTextureSize();
 
+    // ---- Record buffers kept on the GPU ----
+    // A buffer of bytes whose contents are undefined until written; 0 without a program.
+    GLuint createRecordBuffer(std::size_t bytes);
+    // Writes bytes at offset, which must lie inside the buffer: an upload, counted.
+    void writeRecordBuffer(GLuint buffer, std::size_t offset, const void* data, std::size_t bytes);
+    // Copies bytes from one buffer to another on the GPU: not an upload.
+    void copyRecordBuffer(GLuint from, std::size_t fromOffset, GLuint to, std::size_t toOffset, std::size_t bytes);
+    void deleteRecordBuffer(GLuint& buffer);
+
     // ---- Counters ----
+    // Bytes sent from memory to the GPU for sprites: streamed records and writes of record buffers.
+    std::uint64_t bytesUploaded() const { return bytesUploaded_; }
     std::uint64_t callCount() const { return calls_; }
     std::uint64_t drawCallCount() const { return drawCalls_; }
     std::uint64_t textureUploadCount() const { return uploads_; }
@@ -117,6 +144,7 @@ class GLLayer {
     void useProgram(int mode, GLuint texture);
     void uploadMatrix();
     void drawSprites(const float* records, std::uint64_t count, float fixedSize);
+    void setSpriteUniforms(float fixedSize);
 
     QOpenGLExtraFunctions functions_;
     bool isES_ = false;
@@ -124,6 +152,7 @@ class GLLayer {
     GLuint spriteArray_ = 0;
     GLuint quadArray_ = 0;
     GLuint spriteBuffer_ = 0;
+    GLuint residentArray_ = 0;
     struct Uniforms {
         GLint matrix = -1, mode = -1, pointScale = -1, fixedSize = -1, viewport = -1, corners = -1,
               texCoords = -1, color = -1, textured = -1, texture = -1;
@@ -140,6 +169,8 @@ class GLLayer {
     std::uint64_t calls_ = 0;
     std::uint64_t drawCalls_ = 0;
     std::uint64_t uploads_ = 0;
+    std::uint64_t bytesUploaded_ = 0;
+    std::uint64_t generation_ = 0;
 };
 
 }  // namespace velumen

@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -11,21 +12,15 @@ namespace velumen {
 
 namespace {
 
-// The largest stored size of a run; only asked for runs whose centres lie outside the view.
-float largestSize(const KVSPointSet& run) {
-    const float* p = run.constBuffer();
-    float largest = 0;
-    for (std::uint64_t i = 0; i < run.length(); ++i) {
-        const float size = p[i * 3 + 2];
-        if (std::isnan(size)) return std::numeric_limits<float>::infinity();  // never passed over
-        largest = std::max(largest, size);
-    }
-    return largest;
+// Whether none of a run's dots can reach the viewport: its centres' extent grown by its largest dot.
+bool isOutsideView(const GLLayer::ViewportTest& view, const KVSPointSet& run) {
+    const KVSPointSet::CentreBounds& b = run.centreBounds();
+    return view.isOutside(b.minX, b.minY, b.maxX, b.maxY, b.maxSize);
 }
 
 }  // namespace
 
-PageCompositor::PageCompositor(EAGLView& view) : view_(view), gl_(view.layer()) {}
+PageCompositor::PageCompositor(EAGLView& view) : view_(view), gl_(view.layer()), inkBuffers_(view.layer()) {}
 
 PageCompositor::~PageCompositor() {
     view_.renderingQueue().sync([this] {
@@ -38,6 +33,7 @@ PageCompositor::~PageCompositor() {
         gl_.deleteTexture(brushTextureId);
         gl_.deleteTexture(brush2TextureId);
         gl_.deleteTexture(pictureBorder1TextureId);
+        inkBuffers_.release();
     });
 }
 
@@ -196,17 +192,58 @@ void PageCompositor::renderAllLinesWithoutBackground() {
 }
 
 void PageCompositor::renderPointSets(const KVSPointSetArray& sets) {
+    if (&sets == pointSets.get()) {
+        renderResidentPointSets(sets);
+        return;
+    }
     const GLuint brush = brushTextureId;
+    const GLLayer::ViewportTest view = gl_.viewportTest();
     for (const KVSPointSetPtr& run : sets.pointSets()) {
-        if (!run || run->length() == 0) continue;
-        const KVSPointSet::CentreBounds& b = run->centreBounds();
-        if (gl_.isOutsideViewport(b.minX, b.minY, b.maxX, b.maxY, 0) &&
-            gl_.isOutsideViewport(b.minX, b.minY, b.maxX, b.maxY, largestSize(*run)))
-            continue;
+        if (!run || run->length() == 0 || isOutsideView(view, *run)) continue;
         setBrushColorWithKColor(run->color());
         gl_.bindTexture(brush);
         gl_.drawPoints(run->constBuffer(), run->length());
     }
+    gl_.color4f(1, 1, 1, 1);
+    gl_.bindTexture(0);
+}
+
+void PageCompositor::renderResidentPointSets(const KVSPointSetArray& sets) {
+    const std::vector<InkBuffers::Slot>& places = inkBuffers_.sync(sets);
+    const GLuint buffer = inkBuffers_.buffer();
+    const GLLayer::ViewportTest view = gl_.viewportTest();
+    // A batch is a stretch of visible runs that lie back to back in the buffer and reach GL with the
+    // very same colour: one draw of them is the same as one draw each, in the same order.
+    std::array<float, 4> colour{};
+    std::size_t offset = 0;
+    std::uint64_t count = 0;
+    auto drawBatch = [&] {
+        if (count == 0) return;
+        gl_.color4f(colour[0], colour[1], colour[2], colour[3]);
+        gl_.bindTexture(brushTextureId);
+        gl_.drawPointsFromBuffer(buffer, offset, count);
+        count = 0;
+    };
+    const auto& runs = sets.pointSets();
+    for (std::size_t i = 0; i < runs.size(); ++i) {
+        const InkBuffers::Slot& slot = places[i];
+        if (slot.count == 0) continue;
+        if (isOutsideView(view, *runs[i])) {
+            drawBatch();
+            continue;
+        }
+        setBrushColorWithKColor(runs[i]->color());
+        const std::array<float, 4> c = gl_.color();
+        if (count && c == colour && offset + count * KVSPointSet::kStride == slot.offset) {
+            count += slot.count;
+            continue;
+        }
+        drawBatch();
+        colour = c;
+        offset = slot.offset;
+        count = slot.count;
+    }
+    drawBatch();
     gl_.color4f(1, 1, 1, 1);
     gl_.bindTexture(0);
 }

@@ -16,6 +16,7 @@
 #include "objects/FoliantImage.h"
 #include "objects/KImage.h"
 #include "render/EAGLView.h"
+#include "render/InkBuffers.h"
 
 namespace velumen {
 
@@ -100,6 +101,8 @@ class PageCompositor : public StrokeRenderer {
     // The same without the master images, over white at alpha 0.
     void renderAllLinesWithoutBackground();
     // Each run in order with its own colour; a run whose dots all lie outside the viewport is passed over.
+    // The shown page's list (pointSets) is drawn from its copy in GPU memory, which this brings up to
+    // date; any other list is sent to GL run by run.
     void renderPointSets(const KVSPointSetArray& sets);
     void renderAllImages();
     void renderBackgroundImages();
@@ -114,6 +117,8 @@ class PageCompositor : public StrokeRenderer {
     // The display link's target: one repaint when the flag is set and nothing holds it back.
     void drawFrame();
     std::uint64_t repaintCount() const { return repaints_; }
+    // The shown page's ink as kept in GPU memory.
+    const InkBuffers& inkBuffers() const { return inkBuffers_; }
 
     // ---- Back-drawn strokes ----
     // The shown page's ink over transparent black, in a texture as large as the back buffer.
@@ -151,6 +156,8 @@ class PageCompositor : public StrokeRenderer {
     // Push, then the page transform and its attenuation.
     void applyPageTransform(double zoom, Point panDelta);
     void renderEntry(const ImageTextureEntry& entry);
+    // The shown page's runs from GPU memory, neighbours of one colour by one draw.
+    void renderResidentPointSets(const KVSPointSetArray& sets);
 
     EAGLView& view_;
     GLLayer& gl_;
@@ -158,6 +165,7 @@ class PageCompositor : public StrokeRenderer {
     int snapshotHeight_ = 0;
     bool segmentOpen_ = false;
     std::uint64_t repaints_ = 0;
+    InkBuffers inkBuffers_;
 };
 
 }  // namespace velumen

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -282,4 +284,134 @@ TEST(KVSPointSetArray, SvgText) {
             "<circle cx=\"1.00\" cy=\"-0.00\" r=\"6.00\" fill=\"#FF8000\" fill-opacity=\"0.3\" />\r\n"
             "<circle cx=\"1536.00\" cy=\"1920.12\" r=\"0.30\" fill=\"#FF8000\" fill-opacity=\"0.3\" />\r\n"
             "</svg>");
+}
+
+namespace {
+
+// The extent of a run's centres and its largest size, computed plainly from the stored floats.
+KVSPointSet::CentreBounds plainBounds(const KVSPointSet& run) {
+    KVSPointSet::CentreBounds b{INFINITY, INFINITY, -INFINITY, -INFINITY, 0};
+    const float* p = run.constBuffer();
+    for (std::uint64_t i = 0; i < run.length(); ++i, p += 3) {
+        if (!std::isnan(p[0])) b.minX = std::min(b.minX, p[0]), b.maxX = std::max(b.maxX, p[0]);
+        if (!std::isnan(p[1])) b.minY = std::min(b.minY, p[1]), b.maxY = std::max(b.maxY, p[1]);
+        b.maxSize = std::isnan(p[2]) ? INFINITY : std::max(b.maxSize, p[2]);
+    }
+    return b;
+}
+
+bool contains(const KVSPointSet::CentreBounds& outer, const KVSPointSet::CentreBounds& inner) {
+    return outer.minX <= inner.minX && outer.minY <= inner.minY && outer.maxX >= inner.maxX &&
+           outer.maxY >= inner.maxY && outer.maxSize >= inner.maxSize;
+}
+
+}  // namespace
+
+// Every way of changing a run's points gives it a new version and leaves no stale extent behind: the
+// cached one equals a fresh computation (or, after the eraser's marks, holds it).
+TEST(KVSPointSet, EveryChangeOfThePointsRenewsTheVersionAndTheExtent) {
+    struct Case {
+        const char* path;
+        std::function<void(KVSPointSetArray&, const KVSPointSetPtr&)> change;
+        bool exact;
+    };
+    const std::vector<Case> cases = {
+        {"write through buffer", [](auto&, const auto& run) { run->buffer()[3] = 700; }, true},
+        {"grow a dot through buffer", [](auto&, const auto& run) { run->buffer()[8] = 80; }, true},
+        {"replace the data",
+         [](auto&, const auto& run) {
+             const float xys[] = {-50, -60, 1};
+             run->setData(PointBuffer::copyOf(xys, sizeof xys));
+         },
+         true},
+        {"append", [](auto&, const auto& run) { run->addPointsFromSet(*runOf({400, -9, 33})); }, true},
+        {"mark in a rectangle", [](auto&, const auto& run) { run->markPointsInRect({0, 0, 50, 50}); }, true},
+        {"mark centres in a circle",
+         [](auto&, const auto& run) { run->markPointsWithCentersInCircle({5, 15, 10, 10}); }, true},
+        {"mark touching a circle",
+         [](auto&, const auto& run) { run->markPointsTouchingCircle({5, 15, 10, 10}); }, false},
+        {"remove in a rectangle", [](auto&, const auto& run) { run->removePointsInRect({20, 0, 20, 20}); }, true},
+        {"remove touching a circle",
+         [](auto&, const auto& run) { run->removePointsTouchingCircle({-8, 35, 10, 10}); }, true},
+        {"compact marks",
+         [](auto&, const auto& run) {
+             run->buffer()[0] = KVSPointSet::kRemovalMark;
+             run->centreBounds();
+             run->removeNegativeMaxFloatPoints();
+         },
+         true},
+        {"move the list", [](auto& list, auto&) { list.applyDelta({100, -7.5}); }, true},
+        {"consolidate the list",
+         [](auto& list, auto&) {
+             list.addObject(runOf({1000, 1000, 50}, kBlue));
+             list.consolidatePointSets();
+         },
+         true},
+        {"erase from the list", [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false); }, true},
+        {"erase by colour from the list",
+         [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false, kBlue); }, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        KVSPointSetArray list;
+        auto run = runOf({10, 20, 4, 30, 5, 9, -3, 40, 2}, kBlue);
+        list.addObject(run);
+        const KVSPointSet::CentreBounds before = run->centreBounds();
+        EXPECT_EQ(before.maxSize, 9.0f);
+        const std::uint64_t version = run->version();
+        c.change(list, run);
+        EXPECT_NE(run->version(), version);
+        const KVSPointSet::CentreBounds cached = run->centreBounds();
+        const KVSPointSet::CentreBounds fresh = plainBounds(*run);
+        if (c.exact) {
+            EXPECT_EQ(cached.minX, fresh.minX);
+            EXPECT_EQ(cached.minY, fresh.minY);
+            EXPECT_EQ(cached.maxX, fresh.maxX);
+            EXPECT_EQ(cached.maxY, fresh.maxY);
+            EXPECT_EQ(cached.maxSize, fresh.maxSize);
+        } else {
+            EXPECT_TRUE(contains(cached, fresh));
+        }
+        // The blocks hold their stretches too.
+        for (std::size_t b = 0; b < run->blockBounds().size(); ++b)
+            EXPECT_TRUE(contains(run->centreBounds(), run->blockBounds()[b]));
+    }
+}
+
+TEST(KVSPointSet, VersionsNameThePointsAndReadersKeepThem) {
+    auto a = runOf({10, 20, 4, 30, 5, 9}, kBlue);
+    auto b = runOf({10, 20, 4, 30, 5, 9}, kBlue);
+    EXPECT_NE(a->version(), b->version());
+    // A copy has the same points, so the same version, until either changes; then neither has it again.
+    auto copy = KVSPointSet::initWithPointSet(*a);
+    EXPECT_EQ(a->version(), copy->version());
+    EXPECT_EQ(copy->centreBounds().maxSize, 9.0f);
+    auto second = KVSPointSet::initWithPointSet(*copy);
+    second->addPointsFromSet(*b);
+    EXPECT_NE(second->version(), a->version());
+    EXPECT_NE(second->version(), b->version());
+
+    // Hit tests that find nothing, reads and a new colour leave the version as it is; so does a change of
+    // the copy for the original.
+    const std::uint64_t version = a->version();
+    a->centreBounds();
+    EXPECT_FALSE(a->isTouchingCircle({500, 500, 10, 10}));
+    EXPECT_EQ(a->markPointsTouchingCircle({500, 500, 10, 10}), 0u);
+    EXPECT_EQ(a->markPointsInRect({500, 500, 10, 10}), 0u);
+    EXPECT_FALSE(a->removePointsInRect({500, 500, 10, 10}));
+    EXPECT_EQ(a->removeNegativeMaxFloatPoints(), 0u);
+    a->boundingRect();
+    a->setColor(kGreen);
+    copy->buffer()[0] = -1;
+    EXPECT_EQ(a->version(), version);
+    EXPECT_NE(copy->version(), version);
+    EXPECT_EQ(a->centreBounds().minX, 10.0f);
+
+    // The largest dot: at least 0, and infinite when a size is not a number, so that it is never passed
+    // over.
+    EXPECT_EQ(runOf({1, 1, -5})->centreBounds().maxSize, 0.0f);
+    EXPECT_EQ(runOf({1, 1, 3, 2, 2, std::nanf(""), 3, 3, 1})->centreBounds().maxSize, INFINITY);
+    std::vector<float> long_(3 * 1000, 1.0f);
+    long_[3 * 777 + 2] = 250;
+    EXPECT_EQ(runOf(long_)->centreBounds().maxSize, 250.0f);
 }
