@@ -56,7 +56,8 @@ struct EditorWithFile {
         vc.savesSettingsInBackground = false;
         vc.resize(600, 750);
         vc.show();
-        QApplication::processEvents();
+        // On a busy machine the window takes a while to appear; every test needs it on screen.
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(&vc));
     }
     void write(FoliantData& book) {
         std::string error;

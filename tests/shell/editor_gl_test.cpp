@@ -13,6 +13,7 @@
 #include <QTest>
 #include <QToolButton>
 #include <cstdlib>
+#include <memory>
 #include <cstring>
 
 #include "shell/BookFile.h"
@@ -38,7 +39,8 @@ struct Editor {
     Editor() {
         vc.resize(600, 750);
         vc.show();
-        QApplication::processEvents();
+        // On a busy machine the window takes a while to appear; every test needs it on screen.
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(&vc));
         vc.openBook(book);
     }
     void send(QEvent& event) {
@@ -193,7 +195,7 @@ TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneB
     QWidget* surface = e.vc.touchTarget();
     const QPoint low = surface->mapToGlobal(QPoint(300, surface->height() - 60));
     const QPoint high = surface->mapToGlobal(QPoint(300, 200));
-    EXPECT_EQ(QApplication::widgetAt(low), surface);  // the guard starts hidden
+    QTRY_COMPARE(QApplication::widgetAt(low), surface);  // the guard starts hidden
 
     // Tapping the tab raises the guard over the bottom of the page.
     QTest::mouseClick(e.vc.wristGuard()->tabButton(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 20));
@@ -244,7 +246,9 @@ TEST(EditorEndToEnd, TwoFingersShowThePositionMapAndAnOvershootSpringsBack) {
     REQUIRE_SURFACE(e);
     QWidget* surface = e.vc.touchTarget();
     QWidget* frame = surface->parentWidget();
-    QPointingDevice* screen = QTest::createTouchDevice();
+    // The device is registered for the application's life unless it is deleted.
+    const std::unique_ptr<QPointingDevice> touchScreen(QTest::createTouchDevice());
+    QPointingDevice* screen = touchScreen.get();
     KPositionSatelliteView* map = e.vc.positionSatelliteView();
     ASSERT_FALSE(map->isVisible());
     auto fingers = [&](double y0, double y1, double spread) {
