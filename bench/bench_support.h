@@ -104,6 +104,27 @@ class RatioReporter : public benchmark::ConsoleReporter {
     std::map<std::string, double> times_;
 };
 
+// Collects each benchmark's counters, by function and arguments ("BM_Name/0:counter"), while printing as
+// usual.
+class CounterReporter : public benchmark::ConsoleReporter {
+  public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+            for (const auto& [name, counter] : run.counters)
+                values_[run.run_name.function_name + "/" + run.run_name.args + ":" + name] = counter.value;
+        }
+    }
+    double value(const std::string& key) const {
+        const auto it = values_.find(key);
+        return it == values_.end() ? std::nan("") : it->second;
+    }
+
+  private:
+    std::map<std::string, double> values_;
+};
+
 struct Ratio {
     std::string figure;
     std::string measured;

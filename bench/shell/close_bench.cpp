@@ -246,25 +246,6 @@ void BM_CloseSteps(benchmark::State& state) {
 }
 BENCHMARK(BM_CloseSteps)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
 
-class CounterReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-            for (const auto& [name, counter] : run.counters)
-                values_[run.run_name.function_name + "/" + run.run_name.args + ":" + name] = counter.value;
-        }
-    }
-    double value(const std::string& key) const {
-        const auto it = values_.find(key);
-        return it == values_.end() ? std::nan("") : it->second;
-    }
-
-  private:
-    std::map<std::string, double> values_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -273,7 +254,7 @@ int main(int argc, char** argv) {
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
-    CounterReporter reporter;
+    bench::CounterReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 
     const std::string steps = "BM_CloseSteps/:";

@@ -96,6 +96,18 @@ struct EditorWithFile {
     }
 };
 
+// The notebook's session over the editor, books in the temporary folder, with what it says and opens.
+struct WatchedSession {
+    NotebookSession session;
+    QStringList messages;
+    QString opened;
+
+    explicit WatchedSession(EditorWithFile& e) : session(e.vc, e.dir.filePath("Books")) {
+        session.showMessage = [this](const QString& text) { messages << text; };
+        session.didOpen = [this](const QString& path) { opened = path; };
+    }
+};
+
 TEST(EditorDocument, AnAutosaveWaitsForTheFingerAndThenSavesOnce) {
     EditorWithFile e;
     e.write(*newOnePageBook());
@@ -268,11 +280,10 @@ TEST(EditorDocument, LockingHidesTheEditingButtonsAndNoKeyOrButtonChangesTheBook
 
 TEST(EditorDocument, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten) {
     EditorWithFile e;
-    NotebookSession session(e.vc, e.dir.filePath("Books"));
-    QStringList messages;
-    session.showMessage = [&](const QString& text) { messages << text; };
-    QString opened;
-    session.didOpen = [&](const QString& path) { opened = path; };
+    WatchedSession watched(e);
+    NotebookSession& session = watched.session;
+    QStringList& messages = watched.messages;
+    QString& opened = watched.opened;
 
     // Not a book: refused with a message, left as it is, and the books folder's notebook opens instead.
     const QString junk = e.dir.filePath("junk.velumen");
@@ -312,11 +323,10 @@ TEST(EditorDocument, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten
 
 TEST(EditorDocument, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
     EditorWithFile e;
-    NotebookSession session(e.vc, e.dir.filePath("Books"));
-    QStringList messages;
-    session.showMessage = [&](const QString& text) { messages << text; };
-    QString opened;
-    session.didOpen = [&](const QString& path) { opened = path; };
+    WatchedSession watched(e);
+    NotebookSession& session = watched.session;
+    QStringList& messages = watched.messages;
+    QString& opened = watched.opened;
 
     struct Thing {};
     KeyedArchiver archiver;
@@ -345,11 +355,10 @@ TEST(EditorDocument, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
 
 TEST(EditorDocument, AMissingFileIsCalledMissingAndAnUnchangedBookIsNotWrittenAgainAtQuit) {
     EditorWithFile e;
-    NotebookSession session(e.vc, e.dir.filePath("Books"));
-    QStringList messages;
-    session.showMessage = [&](const QString& text) { messages << text; };
-    QString opened;
-    session.didOpen = [&](const QString& path) { opened = path; };
+    WatchedSession watched(e);
+    NotebookSession& session = watched.session;
+    QStringList& messages = watched.messages;
+    QString& opened = watched.opened;
 
     session.start(e.dir.filePath("no/such/file.velumen"));
     ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000)) << messages.join("|").toStdString();
