@@ -97,12 +97,13 @@ struct EditorWithFile {
 };
 
 // The notebook's session over the editor, books in the temporary folder, with what it says and opens.
-struct WatchedSession {
-    NotebookSession session;
+struct EditorSession : ::testing::Test {
+    EditorWithFile e;
+    NotebookSession session{e.vc, e.dir.filePath("Books")};
     QStringList messages;
     QString opened;
 
-    explicit WatchedSession(EditorWithFile& e) : session(e.vc, e.dir.filePath("Books")) {
+    EditorSession() {
         session.showMessage = [this](const QString& text) { messages << text; };
         session.didOpen = [this](const QString& path) { opened = path; };
     }
@@ -278,12 +279,7 @@ TEST(EditorDocument, LockingHidesTheEditingButtonsAndNoKeyOrButtonChangesTheBook
     EXPECT_EQ(e.vc.book()->pointSets()->count(), 2u);
 }
 
-TEST(EditorDocument, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten) {
-    EditorWithFile e;
-    WatchedSession watched(e);
-    NotebookSession& session = watched.session;
-    QStringList& messages = watched.messages;
-    QString& opened = watched.opened;
+TEST_F(EditorSession, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten) {
 
     // Not a book: refused with a message, left as it is, and the books folder's notebook opens instead.
     const QString junk = e.dir.filePath("junk.velumen");
@@ -321,12 +317,7 @@ TEST(EditorDocument, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten
     EXPECT_EQ(e.vc.document(), nullptr);
 }
 
-TEST(EditorDocument, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
-    EditorWithFile e;
-    WatchedSession watched(e);
-    NotebookSession& session = watched.session;
-    QStringList& messages = watched.messages;
-    QString& opened = watched.opened;
+TEST_F(EditorSession, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
 
     struct Thing {};
     KeyedArchiver archiver;
@@ -353,12 +344,7 @@ TEST(EditorDocument, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
     EXPECT_EQ(bytesOf(hostile).size(), qsizetype(bytes->size()));
 }
 
-TEST(EditorDocument, AMissingFileIsCalledMissingAndAnUnchangedBookIsNotWrittenAgainAtQuit) {
-    EditorWithFile e;
-    WatchedSession watched(e);
-    NotebookSession& session = watched.session;
-    QStringList& messages = watched.messages;
-    QString& opened = watched.opened;
+TEST_F(EditorSession, AMissingFileIsCalledMissingAndAnUnchangedBookIsNotWrittenAgainAtQuit) {
 
     session.start(e.dir.filePath("no/such/file.velumen"));
     ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000)) << messages.join("|").toStdString();
