@@ -23,14 +23,13 @@ void sampleStroke(benchmark::State& state, const KVSPointSetArrayPtr& ink) {
     ManualClock clock(100);
     StrokeSampler sampler(editor, clock);
     sampler.currentStrokeThickness = 6;
-    const std::vector<TouchRecord> touches(1);
     for (auto _ : state) {
-        sampler.beginStroke({200, 200}, touches);
+        sampler.beginStroke({{200, 200}});
         for (int i = 1; i < kSamples; ++i) {
             clock.advance(1.0 / 60);
             const double t = i * 0.05;
             const Point p{200 + i * 0.5 + 30 * std::sin(t), 200 + 40 * std::sin(t * 1.7)};
-            sampler.takeMovementSample(p, touches);
+            sampler.takeMovementSample({p});
             if (!sampler.currentLine) break;
             // Keep the raw line short, as a stroke that is committed in pieces would: only the last
             // three points take part in a segment.
@@ -39,7 +38,7 @@ void sampleStroke(benchmark::State& state, const KVSPointSetArrayPtr& ink) {
                                                   sampler.currentLine->points.end() - 3);
         }
         clock.advance(1.0 / 60);
-        sampler.endStroke({1200, 220}, touches, false);
+        sampler.endStroke({{1200, 220}}, false);
         state.PauseTiming();
         editor.endUndoGrouping();
         editor.undoManager()->undo();

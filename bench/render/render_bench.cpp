@@ -78,29 +78,29 @@ void liveSegments(benchmark::State& state, std::int64_t penIndex) {
     s.sampler.setPenTypeIndex(penIndex, penIndex == 4 ? 40.0f : 6.0f, s.tables);
     s.sampler.setPenColor({0.1, 0.1, 0.4, penIndex == 4 ? 0.4 : 0.9}, s.tables);
     // Warm the driver's paths up before timing.
-    s.sampler.beginStroke({60, 300}, {});
+    s.sampler.beginStroke({{60, 300}});
     for (int i = 1; i < 20; ++i) {
         s.clock.advance(0.02);
-        s.sampler.takeMovementSample({60 + 15.0 * i, 300}, {});
+        s.sampler.takeMovementSample({{60 + 15.0 * i, 300}});
     }
-    s.sampler.endStroke({100, 100}, {}, true);
+    s.sampler.endStroke({{100, 100}}, true);
     s.finish();
     int step = 0;
     for (auto _ : state) {
         if (step % 40 == 0) {
             state.PauseTiming();
-            if (step > 0) s.sampler.endStroke({100, 100}, {}, true);
-            s.sampler.beginStroke({60, 300 + double(step % 400)}, {});
+            if (step > 0) s.sampler.endStroke({{100, 100}}, true);
+            s.sampler.beginStroke({{60, 300 + double(step % 400)}});
             s.finish();
             state.ResumeTiming();
         }
         ++step;
         s.clock.advance(0.02);
         const double t = step % 40;
-        s.sampler.takeMovementSample({60 + 15 * t, 300 + double(step % 400) + 20 * std::sin(t)}, {});
+        s.sampler.takeMovementSample({{60 + 15 * t, 300 + double(step % 400) + 20 * std::sin(t)}});
         s.finish();
     }
-    s.sampler.endStroke({100, 100}, {}, true);
+    s.sampler.endStroke({{100, 100}}, true);
     s.compositor.pointSets = std::make_shared<KVSPointSetArray>();
 }
 

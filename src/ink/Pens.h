@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "ink/KColor.h"
-#include "input/TouchRecord.h"
 
 namespace velumen {
 
@@ -79,11 +78,6 @@ struct KInkBrush {
 
     static KInkBrush brushWithAcceleration(float acceleration, float deceleration);
 };
-
-// Pressure factor: 2 * force / maximumPossibleForce of the first stylus touch, clamped to
-// [0.8, 1.2]; 1.0 without a stylus touch. A stylus touch whose reading is unusable (maximum not
-// above 0, or a force or maximum that is not a finite number) counts as neutral, 1.0.
-double stylusForceFactorWithTouches(const std::vector<TouchRecord>& touches);
 
 // The process-wide pen tables: three pen slots, a width per pen type index and a colour per ink type.
 struct PenTables {

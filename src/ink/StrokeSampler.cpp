@@ -70,43 +70,43 @@ void StrokeSampler::setPenColor(const KColor& color, PenTables& tables) {
 
 // ---- Taking samples ----
 
-void StrokeSampler::beginStroke(Point viewPoint, const std::vector<TouchRecord>& touches) {
+void StrokeSampler::beginStroke(const StrokeSample& sample) {
     if (renderer && shouldRenderCurrentLineAtBack()) renderer->saveInkSnapshot();
     lastTouchTime = clock_.now();
-    forceFactor = stylusForceFactorWithTouches(touches);
+    forceFactor = sample.forceFactor;
     startNewLine();
-    addPointToCurrentLine(viewPoint);
+    addPointToCurrentLine(sample.viewPoint);
 }
 
-void StrokeSampler::takeMovementSample(Point viewPoint, const std::vector<TouchRecord>& touches) {
+void StrokeSampler::takeMovementSample(const StrokeSample& sample) {
     const double now = clock_.now();
     if (now - _lastDrawTime < kSampleSpacing) return;
     touchInterval = now - lastTouchTime;
     lastTouchTime = now;
-    forceFactor = stylusForceFactorWithTouches(touches);
-    addPointToCurrentLine(viewPoint);
+    forceFactor = sample.forceFactor;
+    addPointToCurrentLine(sample.viewPoint);
     if (currentLine && currentLine->points.size() >= 2)
         drawBezierInterpolatedLastSegment(*currentLine, false);
     _lastDrawTime = now;
 }
 
-void StrokeSampler::takeFinalSample(Point viewPoint, const std::vector<TouchRecord>& touches) {
+void StrokeSampler::takeFinalSample(const StrokeSample& sample) {
     const double now = clock_.now();
     touchInterval = now - lastTouchTime;
     lastTouchTime = now;
-    forceFactor = stylusForceFactorWithTouches(touches);
-    addPointToCurrentLine(viewPoint);
+    forceFactor = sample.forceFactor;
+    addPointToCurrentLine(sample.viewPoint);
     if (currentLine && currentLine->points.size() >= 2) drawBezierInterpolatedLastSegment(*currentLine, true);
 }
 
-void StrokeSampler::endStroke(Point viewPoint, const std::vector<TouchRecord>& touches, bool cancelled) {
+void StrokeSampler::endStroke(const StrokeSample& sample, bool cancelled) {
     if (cancelled) {
         cancelCurrentLine();
     } else {
-        takeFinalSample(viewPoint, touches);
+        takeFinalSample(sample);
         commitCurrentLine();
     }
-    forceFactor = stylusForceFactorWithTouches(touches);
+    forceFactor = sample.forceFactor;
     startNewLine();
     if (renderer) renderer->deleteInkSnapshot();
 }

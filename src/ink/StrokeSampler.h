@@ -16,9 +16,15 @@
 #include "ink/KVSPointSet.h"
 #include "ink/KVSPointSetArray.h"
 #include "ink/Pens.h"
-#include "input/TouchRecord.h"
 
 namespace velumen {
+
+// One sample of a stroke: where the pen is, in view points, and the pressure factor of that moment
+// (1.0 for a finger; from 0.8 to 1.2 for a stylus, by its force).
+struct StrokeSample {
+    Point viewPoint;
+    double forceFactor = 1.0;
+};
 
 // What the sampler asks of the surface while a stroke is drawn. Live drawing paints on top of what the
 // surface holds and presents after each segment step.
@@ -105,16 +111,17 @@ class StrokeSampler {
     void setPenTypeIndex(std::int64_t index, float width, PenTables& tables);
     void setPenColor(const KColor& color, PenTables& tables);
 
-    // --- Taking samples (view points, touches for the pressure factor) ---
+    // --- Taking samples ---
     // Touch down of a stroke: snapshot for a back-drawn stroke, lastTouchTime, force, a new line and
     // its first point.
-    void beginStroke(Point viewPoint, const std::vector<TouchRecord>& touches);
+    void beginStroke(const StrokeSample& sample);
     // A movement; dropped entirely when it comes within 1/65 s of the previous movement sample.
-    void takeMovementSample(Point viewPoint, const std::vector<TouchRecord>& touches);
+    void takeMovementSample(const StrokeSample& sample);
     // The last sample at touch up: never dropped, and the line is completed.
-    void takeFinalSample(Point viewPoint, const std::vector<TouchRecord>& touches);
-    // Touch up of a stroke: final sample and commit, or cancel; then ready for the next stroke.
-    void endStroke(Point viewPoint, const std::vector<TouchRecord>& touches, bool cancelled);
+    void takeFinalSample(const StrokeSample& sample);
+    // Touch up of a stroke: final sample and commit, or cancel; then ready for the next stroke, with the
+    // sample's pressure factor.
+    void endStroke(const StrokeSample& sample, bool cancelled);
 
     // --- The stroke ---
     void startNewLine();

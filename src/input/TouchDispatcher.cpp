@@ -175,7 +175,7 @@ void TouchDispatcher::touchesBegan(const std::vector<TouchRecord>& rawTouches, c
         return;
     }
     if (isStylus) _isDrawingWithStylus = true;
-    sampler_.beginStroke(p, filtered);
+    sampler_.beginStroke({p, stylusForceFactorWithTouches(filtered)});
     touchMode = TouchModeDraw;
 }
 
@@ -206,7 +206,7 @@ void TouchDispatcher::touchesMoved(const std::vector<TouchRecord>& rawTouches, c
     const Point p = filtered.front().location;
     switch (touchMode) {
         case TouchModeDraw:
-            sampler_.takeMovementSample(p, filtered);
+            sampler_.takeMovementSample({p, stylusForceFactorWithTouches(filtered)});
             break;
         case TouchModeEyeDrop:
             if (hooks.eyeDropPickColorAtPoint) hooks.eyeDropPickColorAtPoint(p);
@@ -256,7 +256,7 @@ void TouchDispatcher::touchesEndedOrCancelled(const std::vector<TouchRecord>& ra
             break;
         case TouchModeDraw:
             if (!touch) return;  // the next touch-down decides about the stroke
-            sampler_.endStroke(touch->location, filtered, cancelled);
+            sampler_.endStroke({touch->location, stylusForceFactorWithTouches(filtered)}, cancelled);
             if (hooks.setFrameUpdateNeeded) hooks.setFrameUpdateNeeded();
             break;
         case TouchModeErase: {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "ink/KGeometry.h"
 
@@ -25,5 +26,10 @@ struct TouchRecord {
     double timestamp = 0;
     TouchView view = TouchView::Surface;
 };
+
+// Pressure factor: 2 * force / maximumPossibleForce of the first stylus touch, clamped to
+// [0.8, 1.2]; 1.0 without a stylus touch. A stylus touch whose reading is unusable (maximum not
+// above 0, or a force or maximum that is not a finite number) counts as neutral, 1.0.
+double stylusForceFactorWithTouches(const std::vector<TouchRecord>& touches);
 
 }  // namespace velumen

@@ -11,14 +11,6 @@ namespace {
 
 constexpr float kInf = std::numeric_limits<float>::infinity();
 
-TouchRecord touch(TouchType type, double force, double maximum = 4.0) {
-    TouchRecord t;
-    t.type = type;
-    t.force = force;
-    t.maximumPossibleForce = maximum;
-    return t;
-}
-
 }  // namespace
 
 TEST(PenCurves, BandEdgesContinuityAndDispatch) {
@@ -82,19 +74,4 @@ TEST(PenTables, PaletteSpacingAndDecodedSettings) {
     EXPECT_EQ(stored.thickness, 2.5f);
     EXPECT_EQ(stored.inkType, InkTypeGelPen);
     EXPECT_TRUE(stored.color.isEqualToColor(red));
-}
-
-TEST(StylusForce, ClampsReadsTheFirstStylusAndIgnoresBadReadings) {
-    EXPECT_EQ(stylusForceFactorWithTouches({}), 1.0);
-    EXPECT_EQ(stylusForceFactorWithTouches({touch(TouchType::Stylus, 0.0)}), 0.8);
-    EXPECT_EQ(stylusForceFactorWithTouches({touch(TouchType::Stylus, 9.0)}), 1.2);
-    EXPECT_DOUBLE_EQ(stylusForceFactorWithTouches({touch(TouchType::Stylus, 1.8)}), 0.9);
-    EXPECT_EQ(stylusForceFactorWithTouches({touch(TouchType::Finger, 4.0)}), 1.0);
-    EXPECT_DOUBLE_EQ(
-        stylusForceFactorWithTouches({touch(TouchType::Finger, 4.0), touch(TouchType::Stylus, 1.8)}), 0.9);
-    EXPECT_DOUBLE_EQ(
-        stylusForceFactorWithTouches({touch(TouchType::Stylus, 2.2), touch(TouchType::Stylus, 0.0)}), 1.1);
-    EXPECT_EQ(stylusForceFactorWithTouches({touch(TouchType::Stylus, 3.0, 0.0)}), 1.0);
-    EXPECT_EQ(stylusForceFactorWithTouches({touch(TouchType::Stylus, std::nan(""))}), 1.0);
-    EXPECT_EQ(stylusForceFactorWithTouches({touch(TouchType::Stylus, HUGE_VAL)}), 1.0);
 }

@@ -35,14 +35,14 @@ struct Fixture : InkCommitTarget, StrokeRenderer {
     void drawStraightRun(const KVSPointSet&, float) override { calls.push_back("line"); }
     void endSegment(bool atBack) override { calls.push_back(atBack ? "end-back" : "end"); }
 
-    void down(Point p) { sampler.beginStroke(p, {}); }
+    void down(Point p) { sampler.beginStroke({p}); }
     void move(double dt, Point p) {
         clock.advance(dt);
-        sampler.takeMovementSample(p, {});
+        sampler.takeMovementSample({p});
     }
     void up(double dt, Point p, bool cancelled = false) {
         clock.advance(dt);
-        sampler.endStroke(p, {}, cancelled);
+        sampler.endStroke({p}, cancelled);
     }
     std::size_t linePoints() const { return sampler.currentLine ? sampler.currentLine->points.size() : 0; }
     const KVSPointSet& run(std::size_t i) const { return *sampler.currentPointSets->objectAtIndex(i); }
@@ -64,13 +64,10 @@ TEST(StrokeSampler, TapIsFourStackedSpritesAndAShortLineIsDrawnOnce) {
     f.sampler.zoomFactor = 2.0;
     f.sampler.inkPanDelta = {10, 20};
     f.sampler.setPenTypeIndex(1, 6.0f, f.tables);  // fountain pen
-    TouchRecord stylus;
-    stylus.type = TouchType::Stylus;
-    stylus.force = 2.2;
-    stylus.maximumPossibleForce = 4.0;  // pressure factor 1.1
-    f.sampler.beginStroke({110, 220}, {stylus});
+    const double pressure = 2.0 * 2.2 / 4.0;  // a stylus at force 2.2 of 4
+    f.sampler.beginStroke({{110, 220}, pressure});
     f.clock.advance(0.1);
-    f.sampler.endStroke({110.5, 220.5}, {stylus}, false);
+    f.sampler.endStroke({{110.5, 220.5}, pressure}, false);
     ASSERT_EQ(f.front.size(), 1u);
     const KVSPointSet& run = f.committed();
     ASSERT_EQ(run.length(), 4u);
@@ -268,7 +265,7 @@ TEST(StrokeSampler, HilighterCommitsAtBackEmptyStrokeCommitsNothingCancelDrops) 
     n.down({5, 5});
     n.sampler.commitCurrentLine();
     n.move(1.0, {50, 0});
-    n.sampler.takeFinalSample({60, 0}, {});
+    n.sampler.takeFinalSample({{60, 0}});
     EXPECT_TRUE(n.front.empty() && n.back.empty() && !n.sampler.firstAddedPointset);
 
     Fixture x;

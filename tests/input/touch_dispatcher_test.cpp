@@ -1,5 +1,6 @@
 // The touch state machine, driven by touch records as the router makes them, on a real book page with
 // its undo stack and the real stroke sampler.
+#include <cmath>
 #include <limits>
 
 #include "TouchRig.h"
@@ -161,6 +162,29 @@ TEST_F(Rig, BadRecordsChangeNothing) {
     move(3, {200, 200});
     end(3);
     EXPECT_EQ(runs(), 1u);
+}
+
+TouchRecord touchWithForce(TouchType type, double force, double maximum = 4.0) {
+    TouchRecord t;
+    t.type = type;
+    t.force = force;
+    t.maximumPossibleForce = maximum;
+    return t;
+}
+
+TEST(StylusForce, ClampsReadsTheFirstStylusAndIgnoresBadReadings) {
+    EXPECT_EQ(stylusForceFactorWithTouches({}), 1.0);
+    EXPECT_EQ(stylusForceFactorWithTouches({touchWithForce(TouchType::Stylus, 0.0)}), 0.8);
+    EXPECT_EQ(stylusForceFactorWithTouches({touchWithForce(TouchType::Stylus, 9.0)}), 1.2);
+    EXPECT_DOUBLE_EQ(stylusForceFactorWithTouches({touchWithForce(TouchType::Stylus, 1.8)}), 0.9);
+    EXPECT_EQ(stylusForceFactorWithTouches({touchWithForce(TouchType::Finger, 4.0)}), 1.0);
+    EXPECT_DOUBLE_EQ(
+        stylusForceFactorWithTouches({touchWithForce(TouchType::Finger, 4.0), touchWithForce(TouchType::Stylus, 1.8)}), 0.9);
+    EXPECT_DOUBLE_EQ(
+        stylusForceFactorWithTouches({touchWithForce(TouchType::Stylus, 2.2), touchWithForce(TouchType::Stylus, 0.0)}), 1.1);
+    EXPECT_EQ(stylusForceFactorWithTouches({touchWithForce(TouchType::Stylus, 3.0, 0.0)}), 1.0);
+    EXPECT_EQ(stylusForceFactorWithTouches({touchWithForce(TouchType::Stylus, std::nan(""))}), 1.0);
+    EXPECT_EQ(stylusForceFactorWithTouches({touchWithForce(TouchType::Stylus, HUGE_VAL)}), 1.0);
 }
 
 }  // namespace

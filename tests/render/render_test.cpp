@@ -40,11 +40,11 @@ TEST(NoContext, TheSurfaceStaysEmptyAndEverythingGoesOn) {
     sampler.renderer = &compositor;
     for (std::int64_t pen : {1, 4}) {
         sampler.setPenTypeIndex(pen, 10, tables);
-        sampler.beginStroke({10, 10}, {});
+        sampler.beginStroke({{10, 10}});
         clock.advance(0.1);
-        sampler.takeMovementSample({30, 20}, {});
+        sampler.takeMovementSample({{30, 20}});
         clock.advance(0.1);
-        sampler.endStroke({50, 40}, {}, false);
+        sampler.endStroke({{50, 40}}, false);
     }
     EXPECT_EQ(page.commits, 2);
     EXPECT_EQ(view.layer().callCount(), 0u);

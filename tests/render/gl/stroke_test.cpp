@@ -41,16 +41,16 @@ struct Editor : InkCommitTarget {
     }
     // A wavy stroke across the view, in view points, sampled at 50 per second.
     void stroke(Point from, Point to, int samples, double wave) {
-        sampler.beginStroke(from, {});
+        sampler.beginStroke({from});
         for (int i = 1; i <= samples; ++i) {
             const double t = double(i) / samples;
             const Point p{from.x + (to.x - from.x) * t,
                           from.y + (to.y - from.y) * t + wave * std::sin(t * 9)};
             clock.advance(0.02);
             if (i < samples) {
-                sampler.takeMovementSample(p, {});
+                sampler.takeMovementSample({p});
             } else {
-                sampler.endStroke(p, {}, false);
+                sampler.endStroke({p}, false);
             }
         }
     }
@@ -108,15 +108,15 @@ TEST(LiveStroke, HilighterStaysUnderTheInkWhileDrawnAndAfterCommit) {
 
     e.pen(4, 24.0f, {1, 0.9, 0, 0.5});  // hilighter
     ASSERT_TRUE(e.sampler.shouldRenderCurrentLineAtBack());
-    e.sampler.beginStroke({4, 40}, {});
+    e.sampler.beginStroke({{4, 40}});
     EXPECT_NE(e.compositor().inkSnapshotTextureId, 0u);
     for (int i = 1; i <= 10; ++i) {
         e.clock.advance(0.02);
         const Point p{4 + 9.0 * i, 40 + 3 * std::sin(i)};
         if (i < 10) {
-            e.sampler.takeMovementSample(p, {});
+            e.sampler.takeMovementSample({p});
         } else {
-            e.sampler.endStroke(p, {}, false);
+            e.sampler.endStroke({p}, false);
         }
     }
     EXPECT_EQ(e.compositor().inkSnapshotTextureId, 0u);
@@ -133,12 +133,12 @@ TEST(LiveStroke, HilighterStaysUnderTheInkWhileDrawnAndAfterCommit) {
     EXPECT_LT(beside.b, 150);
 
     // A cancelled hilighter stroke leaves nothing after the next repaint, and no snapshot.
-    e.sampler.beginStroke({4, 70}, {});
+    e.sampler.beginStroke({{4, 70}});
     e.clock.advance(0.02);
-    e.sampler.takeMovementSample({50, 70}, {});
+    e.sampler.takeMovementSample({{50, 70}});
     e.clock.advance(0.02);
-    e.sampler.takeMovementSample({90, 72}, {});
-    e.sampler.endStroke({92, 72}, {}, true);
+    e.sampler.takeMovementSample({{90, 72}});
+    e.sampler.endStroke({{92, 72}}, true);
     EXPECT_EQ(e.compositor().inkSnapshotTextureId, 0u);
     EXPECT_TRUE(e.compositor().isFrameUpdateNeeded);
     e.compositor().drawFrame();
