@@ -10,6 +10,7 @@
 #include <cstring>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <random>
 #include <string>
 #include <utility>
@@ -103,6 +104,19 @@ class RatioReporter : public benchmark::ConsoleReporter {
   private:
     std::map<std::string, double> times_;
 };
+
+// One object of T for the whole run, made on first use; the program lets it go (reset) before the
+// application object, which the object's widgets and GL need.
+template <class T>
+std::unique_ptr<T>& sharedSlot() {
+    static std::unique_ptr<T> slot;
+    return slot;
+}
+template <class T>
+T& sharedObject() {
+    if (!sharedSlot<T>()) sharedSlot<T>() = std::make_unique<T>();
+    return *sharedSlot<T>();
+}
 
 // Collects each benchmark's counters, by function and arguments ("BM_Name/0:counter"), while printing as
 // usual.

@@ -43,14 +43,8 @@ struct Shared {
     bool surfaceMissing = false;
 };
 
-std::unique_ptr<Shared>& sharedSlot() {
-    static std::unique_ptr<Shared> s;
-    return s;
-}
-
 Shared& shared() {
-    if (!sharedSlot()) sharedSlot() = std::make_unique<Shared>();
-    return *sharedSlot();
+    return bench::sharedObject<Shared>();
 }
 
 FoliantDataPtr bookWithDots(std::int64_t dots) {
@@ -280,8 +274,8 @@ int main(int argc, char** argv) {
                     bench::fixed(b, 1).c_str(), bench::fixed(m / b, 3).c_str(), r.goal.c_str());
     }
     benchmark::Shutdown();
-    const bool failed = sharedSlot() && sharedSlot()->surfaceMissing;
-    sharedSlot().reset();
+    const bool failed = bench::sharedSlot<Shared>() && bench::sharedSlot<Shared>()->surfaceMissing;
+    bench::sharedSlot<Shared>().reset();
     const char* ci = std::getenv("CI");
     return failed && ci && std::strcmp(ci, "true") == 0 ? 1 : 0;
 }
