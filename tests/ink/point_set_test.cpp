@@ -310,71 +310,58 @@ bool contains(const KVSPointSet::CentreBounds& outer, const KVSPointSet::CentreB
 // Every way of changing a run's points gives it a new version and leaves no stale extent behind: the
 // cached one equals a fresh computation (or, after the eraser's marks, holds it).
 TEST(KVSPointSet, EveryChangeOfThePointsRenewsTheVersionAndTheExtent) {
+    using List = KVSPointSetArray;
     struct Case {
         const char* path;
-        std::function<void(KVSPointSetArray&, const KVSPointSetPtr&)> change;
-        bool exact;
+        std::function<void(List&, KVSPointSet&)> change;
+        bool exact = true;
     };
+    const float xys[] = {-50, -60, 1};
     const std::vector<Case> cases = {
-        {"write through buffer", [](auto&, const auto& run) { run->buffer()[3] = 700; }, true},
-        {"grow a dot through buffer", [](auto&, const auto& run) { run->buffer()[8] = 80; }, true},
-        {"replace the data",
-         [](auto&, const auto& run) {
-             const float xys[] = {-50, -60, 1};
-             run->setData(PointBuffer::copyOf(xys, sizeof xys));
-         },
-         true},
-        {"append", [](auto&, const auto& run) { run->addPointsFromSet(*runOf({400, -9, 33})); }, true},
-        {"mark in a rectangle", [](auto&, const auto& run) { run->markPointsInRect({0, 0, 50, 50}); }, true},
-        {"mark centres in a circle",
-         [](auto&, const auto& run) { run->markPointsWithCentersInCircle({5, 15, 10, 10}); }, true},
-        {"mark touching a circle",
-         [](auto&, const auto& run) { run->markPointsTouchingCircle({5, 15, 10, 10}); }, false},
-        {"remove in a rectangle", [](auto&, const auto& run) { run->removePointsInRect({20, 0, 20, 20}); }, true},
-        {"remove touching a circle",
-         [](auto&, const auto& run) { run->removePointsTouchingCircle({-8, 35, 10, 10}); }, true},
+        {"write through buffer", [](auto&, auto& r) { r.buffer()[3] = 700; }},
+        {"grow a dot through buffer", [](auto&, auto& r) { r.buffer()[8] = 80; }},
+        {"replace the data", [&](auto&, auto& r) { r.setData(PointBuffer::copyOf(xys, sizeof xys)); }},
+        {"append", [](auto&, auto& r) { r.addPointsFromSet(*runOf({400, -9, 33})); }},
+        {"mark in a rectangle", [](auto&, auto& r) { r.markPointsInRect({0, 0, 50, 50}); }},
+        {"mark centres", [](auto&, auto& r) { r.markPointsWithCentersInCircle({5, 15, 10, 10}); }},
+        {"mark touching", [](auto&, auto& r) { r.markPointsTouchingCircle({5, 15, 10, 10}); }, false},
+        {"remove in a rectangle", [](auto&, auto& r) { r.removePointsInRect({20, 0, 20, 20}); }},
+        {"remove touching a circle", [](auto&, auto& r) { r.removePointsTouchingCircle({-8, 35, 10, 10}); }},
         {"compact marks",
-         [](auto&, const auto& run) {
-             run->buffer()[0] = KVSPointSet::kRemovalMark;
-             run->centreBounds();
-             run->removeNegativeMaxFloatPoints();
-         },
-         true},
-        {"move the list", [](auto& list, auto&) { list.applyDelta({100, -7.5}); }, true},
+         [](auto&, auto& r) {
+             r.buffer()[0] = KVSPointSet::kRemovalMark;
+             r.centreBounds();
+             r.removeNegativeMaxFloatPoints();
+         }},
+        {"move the list", [](auto& list, auto&) { list.applyDelta({100, -7.5}); }},
         {"consolidate the list",
          [](auto& list, auto&) {
              list.addObject(runOf({1000, 1000, 50}, kBlue));
              list.consolidatePointSets();
-         },
-         true},
-        {"erase from the list", [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false); }, true},
+         }},
+        {"erase from the list", [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false); }},
         {"erase by colour from the list",
-         [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false, kBlue); }, true},
+         [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false, kBlue); }},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.path);
-        KVSPointSetArray list;
+        List list;
         auto run = runOf({10, 20, 4, 30, 5, 9, -3, 40, 2}, kBlue);
         list.addObject(run);
-        const KVSPointSet::CentreBounds before = run->centreBounds();
-        EXPECT_EQ(before.maxSize, 9.0f);
+        EXPECT_EQ(run->centreBounds().maxSize, 9.0f);
         const std::uint64_t version = run->version();
-        c.change(list, run);
+        c.change(list, *run);
         EXPECT_NE(run->version(), version);
-        const KVSPointSet::CentreBounds cached = run->centreBounds();
-        const KVSPointSet::CentreBounds fresh = plainBounds(*run);
+        const KVSPointSet::CentreBounds cached = run->centreBounds(), fresh = plainBounds(*run);
         if (c.exact) {
-            EXPECT_EQ(cached.minX, fresh.minX);
-            EXPECT_EQ(cached.minY, fresh.minY);
-            EXPECT_EQ(cached.maxX, fresh.maxX);
-            EXPECT_EQ(cached.maxY, fresh.maxY);
-            EXPECT_EQ(cached.maxSize, fresh.maxSize);
+            EXPECT_EQ(std::tie(cached.minX, cached.minY, cached.maxX, cached.maxY, cached.maxSize),
+                      std::tie(fresh.minX, fresh.minY, fresh.maxX, fresh.maxY, fresh.maxSize));
         } else {
             EXPECT_TRUE(contains(cached, fresh));
         }
         // The blocks hold their stretches too.
-        for (std::size_t b = 0; b < run->blockBounds().size(); ++b)
-            EXPECT_TRUE(contains(run->centreBounds(), run->blockBounds()[b]));
+        for (const KVSPointSet::CentreBounds& block : run->blockBounds())
+            EXPECT_TRUE(contains(run->centreBounds(), block));
     }
 }
 
@@ -394,11 +381,10 @@ TEST(KVSPointSet, VersionsNameThePointsAndReadersKeepThem) {
     // Hit tests that find nothing, reads and a new colour leave the version as it is; so does a change of
     // the copy for the original.
     const std::uint64_t version = a->version();
+    const Rect away{500, 500, 10, 10};
     a->centreBounds();
-    EXPECT_FALSE(a->isTouchingCircle({500, 500, 10, 10}));
-    EXPECT_EQ(a->markPointsTouchingCircle({500, 500, 10, 10}), 0u);
-    EXPECT_EQ(a->markPointsInRect({500, 500, 10, 10}), 0u);
-    EXPECT_FALSE(a->removePointsInRect({500, 500, 10, 10}));
+    EXPECT_FALSE(a->isTouchingCircle(away) || a->removePointsInRect(away));
+    EXPECT_EQ(a->markPointsTouchingCircle(away) + a->markPointsInRect(away), 0u);
     EXPECT_EQ(a->removeNegativeMaxFloatPoints(), 0u);
     a->boundingRect();
     a->setColor(kGreen);

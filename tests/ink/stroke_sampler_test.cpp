@@ -22,7 +22,12 @@ struct Fixture : InkCommitTarget, StrokeRenderer {
     StrokeSampler sampler{*this, clock};
     PenTables tables;
 
-    Fixture() { sampler.renderer = this; }
+    // A pen of the given palette slot (none below 0) and width, at a zoom.
+    explicit Fixture(std::int64_t pen = -1, float width = 4.0f, double zoom = 1.0) {
+        sampler.renderer = this;
+        sampler.zoomFactor = zoom;
+        if (pen >= 0) sampler.setPenTypeIndex(pen, width, tables);
+    }
     void addPointSets(const KVSPointSetArrayPtr& p) override { front.push_back(p); }
     void addPointSetsAtBack(const KVSPointSetArrayPtr& p) override { back.push_back(p); }
     void saveInkSnapshot() override { calls.push_back("save"); }
@@ -60,10 +65,8 @@ std::vector<float> sizes(const KVSPointSet& run) {
 }  // namespace
 
 TEST(StrokeSampler, TapIsFourStackedSpritesAndAShortLineIsDrawnOnce) {
-    Fixture f;
-    f.sampler.zoomFactor = 2.0;
+    Fixture f(1, 6.0f, 2.0);  // fountain pen
     f.sampler.inkPanDelta = {10, 20};
-    f.sampler.setPenTypeIndex(1, 6.0f, f.tables);  // fountain pen
     const double pressure = 2.0 * 2.2 / 4.0;  // a stylus at force 2.2 of 4
     f.sampler.beginStroke({{110, 220}, pressure});
     f.clock.advance(0.1);
@@ -78,8 +81,7 @@ TEST(StrokeSampler, TapIsFourStackedSpritesAndAShortLineIsDrawnOnce) {
     EXPECT_EQ(f.calls, (std::vector<std::string>{"begin", "line", "line", "line", "line", "end", "delete"}));
 
     // One unit apart on an axis is no tap: a single pass, without its end point.
-    Fixture l;
-    l.sampler.setPenTypeIndex(1, 8.0f, l.tables);  // step 1
+    Fixture l(1, 8.0f);  // step 1
     l.down({0, 0});
     l.up(0.02, {10, 0});
     l.down({0, 0});
@@ -91,8 +93,7 @@ TEST(StrokeSampler, TapIsFourStackedSpritesAndAShortLineIsDrawnOnce) {
 }
 
 TEST(StrokeSampler, SpacingFirstSegmentAndClosingSegment) {
-    Fixture f;
-    f.sampler.setPenTypeIndex(2, 4.0f, f.tables);  // pencil
+    Fixture f(2, 4.0f);  // pencil
     const Point p0{100, 100}, p1{110, 105}, p2{200, 180}, p3{260, 200};
     f.down(p0);
     f.move(0.01, p1);  // spacing runs between movements: the first one is taken however soon
@@ -144,9 +145,7 @@ TEST(StrokeSampler, SpeedArgumentIsASinglePrecisionProduct) {
         ASSERT_NE(expected, viaDouble);  // otherwise the case shows nothing
 
         // Two points: the straight line takes the size of the first segment.
-        Fixture two;
-        two.sampler.zoomFactor = zoom;
-        two.sampler.setPenTypeIndex(2, T, two.tables);  // pencil
+        Fixture two(2, T, zoom);  // pencil
         two.down(p0);
         two.up(k.interval, p1);
         const KVSPointSet& line = two.committed();
@@ -154,9 +153,7 @@ TEST(StrokeSampler, SpeedArgumentIsASinglePrecisionProduct) {
         EXPECT_EQ(sizes(line), std::vector<float>(line.length(), expected));
 
         // Three points at the same pace: the curved segment runs at that size too (the filter starts there).
-        Fixture three;
-        three.sampler.zoomFactor = zoom;
-        three.sampler.setPenTypeIndex(2, T, three.tables);
+        Fixture three(2, T, zoom);
         three.down(p0);
         three.move(k.interval, p1);
         EXPECT_EQ(three.sampler.currentPointSize, expected);
@@ -196,8 +193,7 @@ TEST(StrokeSampler, CurvedAndStraightSegmentGeometry) {
 }
 
 TEST(StrokeSampler, WidthFilterMovesBySteadyStepsAndNeverOvershoots) {
-    Fixture f;
-    f.sampler.setPenTypeIndex(3, 32.0f, f.tables);  // brush: up 0.005, down 0.002 of the thickness
+    Fixture f(3, 32.0f);  // brush: up 0.005, down 0.002 of the thickness
     f.sampler.startNewLine();
     f.sampler.touchInterval = StrokeSampler::kSpeedReference;  // speed scale exactly 1
     // Slow: the target is an eighth, 4; fall by 0.064 per point and stay there (an overshoot is 0.032 off).
@@ -247,8 +243,7 @@ TEST(StrokeSampler, PenSwitchingKeepsColoursPerInkType) {
 }
 
 TEST(StrokeSampler, HilighterCommitsAtBackEmptyStrokeCommitsNothingCancelDrops) {
-    Fixture h;
-    h.sampler.setPenTypeIndex(4, 16.0f, h.tables);
+    Fixture h(4, 16.0f);
     h.down({0, 0});
     h.move(0.02, {30, 0});
     h.move(0.02, {60, 10});
