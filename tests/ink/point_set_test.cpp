@@ -310,47 +310,55 @@ bool contains(const KVSPointSet::CentreBounds& outer, const KVSPointSet::CentreB
 // Every way of changing a run's points gives it a new version and leaves no stale extent behind: the
 // cached one equals a fresh computation (or, after the eraser's marks, holds it).
 TEST(KVSPointSet, EveryChangeOfThePointsRenewsTheVersionAndTheExtent) {
-    using List = KVSPointSetArray;
     struct Case {
         const char* path;
-        std::function<void(List&, KVSPointSet&)> change;
-        bool exact = true;
+        std::function<void(KVSPointSetArray&, const KVSPointSetPtr&)> change;
+        bool exact;
     };
-    const float xys[] = {-50, -60, 1};
     const std::vector<Case> cases = {
-        {"write through buffer", [](auto&, auto& r) { r.buffer()[3] = 700; }},
-        {"grow a dot through buffer", [](auto&, auto& r) { r.buffer()[8] = 80; }},
-        {"replace the data", [&](auto&, auto& r) { r.setData(PointBuffer::copyOf(xys, sizeof xys)); }},
-        {"append", [](auto&, auto& r) { r.addPointsFromSet(*runOf({400, -9, 33})); }},
-        {"mark in a rectangle", [](auto&, auto& r) { r.markPointsInRect({0, 0, 50, 50}); }},
-        {"mark centres", [](auto&, auto& r) { r.markPointsWithCentersInCircle({5, 15, 10, 10}); }},
-        {"mark touching", [](auto&, auto& r) { r.markPointsTouchingCircle({5, 15, 10, 10}); }, false},
-        {"remove in a rectangle", [](auto&, auto& r) { r.removePointsInRect({20, 0, 20, 20}); }},
-        {"remove touching a circle", [](auto&, auto& r) { r.removePointsTouchingCircle({-8, 35, 10, 10}); }},
+        {"write through buffer", [](auto&, const auto& run) { run->buffer()[3] = 700; }, true},
+        {"grow a dot through buffer", [](auto&, const auto& run) { run->buffer()[8] = 80; }, true},
+        {"replace the data",
+         [](auto&, const auto& run) {
+             const float xys[] = {-50, -60, 1};
+             run->setData(PointBuffer::copyOf(xys, sizeof xys));
+         },
+         true},
+        {"append", [](auto&, const auto& run) { run->addPointsFromSet(*runOf({400, -9, 33})); }, true},
+        {"mark in a rectangle", [](auto&, const auto& run) { run->markPointsInRect({0, 0, 50, 50}); }, true},
+        {"mark centres in a circle",
+         [](auto&, const auto& run) { run->markPointsWithCentersInCircle({5, 15, 10, 10}); }, true},
+        {"mark touching a circle",
+         [](auto&, const auto& run) { run->markPointsTouchingCircle({5, 15, 10, 10}); }, false},
+        {"remove in a rectangle", [](auto&, const auto& run) { run->removePointsInRect({20, 0, 20, 20}); }, true},
+        {"remove touching a circle",
+         [](auto&, const auto& run) { run->removePointsTouchingCircle({-8, 35, 10, 10}); }, true},
         {"compact marks",
-         [](auto&, auto& r) {
-             r.buffer()[0] = KVSPointSet::kRemovalMark;
-             r.centreBounds();
-             r.removeNegativeMaxFloatPoints();
-         }},
-        {"move the list", [](auto& list, auto&) { list.applyDelta({100, -7.5}); }},
+         [](auto&, const auto& run) {
+             run->buffer()[0] = KVSPointSet::kRemovalMark;
+             run->centreBounds();
+             run->removeNegativeMaxFloatPoints();
+         },
+         true},
+        {"move the list", [](auto& list, auto&) { list.applyDelta({100, -7.5}); }, true},
         {"consolidate the list",
          [](auto& list, auto&) {
              list.addObject(runOf({1000, 1000, 50}, kBlue));
              list.consolidatePointSets();
-         }},
-        {"erase from the list", [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false); }},
+         },
+         true},
+        {"erase from the list", [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false); }, true},
         {"erase by colour from the list",
-         [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false, kBlue); }},
+         [](auto& list, auto&) { list.removePointsInCircle({5, 15, 10, 10}, false, kBlue); }, true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.path);
-        List list;
+        KVSPointSetArray list;
         auto run = runOf({10, 20, 4, 30, 5, 9, -3, 40, 2}, kBlue);
         list.addObject(run);
         EXPECT_EQ(run->centreBounds().maxSize, 9.0f);
         const std::uint64_t version = run->version();
-        c.change(list, *run);
+        c.change(list, run);
         EXPECT_NE(run->version(), version);
         const KVSPointSet::CentreBounds cached = run->centreBounds(), fresh = plainBounds(*run);
         if (c.exact) {
