@@ -33,27 +33,11 @@ constexpr bool kAddressSanitizer = false;
 constexpr double kHangSeconds = kAddressSanitizer ? 100 : 10;
 constexpr long kExtraMemoryKb = kAddressSanitizer ? 1L << 20 : 256L << 10;
 
+// What a read in a child came to; a child exits with kFirstCode plus the outcome's index.
 enum class Outcome { Book, Inkless, Empty, Refused, OtherException, Crashed, Hung };
-
-const char* name(Outcome outcome) {
-    switch (outcome) {
-        case Outcome::Book:
-            return "a book with ink";
-        case Outcome::Inkless:
-            return "a book without ink";
-        case Outcome::Empty:
-            return "an empty book";
-        case Outcome::Refused:
-            return "refused";
-        case Outcome::OtherException:
-            return "an exception other than ArchiveError";
-        case Outcome::Crashed:
-            return "a crash";
-        case Outcome::Hung:
-            return "a hang";
-    }
-    return "?";
-}
+constexpr const char* kOutcomeNames[] = {"a book with ink", "a book without ink", "an empty book", "refused",
+                                         "an exception other than ArchiveError", "a crash", "a hang"};
+constexpr int kFirstCode = 10;
 
 bool hasInk(const FoliantData& book) {
     for (const FoliantPagePtr& page : book.pages()) {
@@ -88,17 +72,17 @@ ChildRead readInChild(const Bytes& bytes) {
             const rlimit rl{limit, limit};
             setrlimit(RLIMIT_AS, &rl);
         }
-        int code = 14;
+        Outcome outcome = Outcome::OtherException;
         try {
             const FoliantDataPtr book = unarchiveFoliantData(bytes, nullptr);
-            code = !book ? 12 : hasInk(*book) ? 10 : 11;
+            outcome = !book ? Outcome::Empty : hasInk(*book) ? Outcome::Book : Outcome::Inkless;
             unarchivePartialData(bytes, nullptr);
         } catch (const ArchiveError&) {
-            code = 13;
+            outcome = Outcome::Refused;
         } catch (...) {
-            code = 14;
+            outcome = Outcome::OtherException;
         }
-        _exit(code);
+        _exit(kFirstCode + static_cast<int>(outcome));
     }
     int status = 0;
     rusage usage{};
@@ -113,13 +97,9 @@ ChildRead readInChild(const Bytes& bytes) {
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (seconds <= kHangSeconds) {
-        const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        outcome = code == 10   ? Outcome::Book
-                  : code == 11 ? Outcome::Inkless
-                  : code == 12 ? Outcome::Empty
-                  : code == 13 ? Outcome::Refused
-                  : code == 14 ? Outcome::OtherException
-                               : Outcome::Crashed;
+        const int code = WIFEXITED(status) ? WEXITSTATUS(status) - kFirstCode : -1;
+        outcome = code >= 0 && code <= static_cast<int>(Outcome::OtherException) ? static_cast<Outcome>(code)
+                                                                                  : Outcome::Crashed;
     }
     return {outcome, seconds, usage.ru_maxrss - baseKb};
 }
@@ -148,7 +128,8 @@ TEST(ArchiveHostile, BuiltShapesAreRefusedOrReadAsDocumentedQuicklyInBoundedMemo
         const Bytes bytes = readFile(dir.file(file + ".velumen"));
         const ChildRead read = readInChild(bytes);
         EXPECT_TRUE(allowed(expected, read.outcome))
-            << "expected " << expected << ", got " << name(read.outcome) << " after " << read.seconds << " s";
+            << "expected " << expected << ", got " << kOutcomeNames[static_cast<int>(read.outcome)]
+            << " after " << read.seconds << " s";
         EXPECT_LT(read.extraKb, kExtraMemoryKb)
             << "a peak of " << read.extraKb / 1024 << " MiB beyond the test's own";
     }

@@ -20,9 +20,10 @@ namespace {
 
 using namespace archive_test;
 
-std::string num(std::int64_t value) {
+template <class Number>
+std::string num(Number value) {  // as an integer, truncated
     char buffer[24];
-    return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
+    return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, std::int64_t(value)).ptr);
 }
 
 std::string hexBits(std::uint64_t bits, int digits) {
@@ -62,8 +63,7 @@ std::string describe(const std::string& tag, const FoliantImage& image) {
     const auto& bytes = image.imageData();
     return tag + " frame=" + rect(image.frame) + " alpha=" + dbits(image.alpha) +
            " angle=" + fbits(image.angle) + " border=" + num(image.borderStyle) +
-           " filter=" + num(image.filterType) +
-           " scale=" + num(static_cast<std::int64_t>(image.imageScale())) +
+           " filter=" + num(image.filterType) + " scale=" + num(image.imageScale()) +
            " bytes=" + (bytes ? hex(bytes->data(), bytes->size()) : "-");
 }
 
@@ -72,38 +72,35 @@ std::string describe(const std::string& tag, const FoliantImage& image) {
 std::vector<std::string> describe(const FoliantData& book) {
     const auto& thumb = book.thumbnailData();
     std::vector<std::string> lines{"book version=" + num(book.version()) + " pageNum=" + num(book.pageNum()) +
-                                   " locked=" + num(book.isLocked()) +
-                                   " pages=" + num(std::ssize(book.pages())) +
-                                   " masters=" + num(std::ssize(book.masterImages())) +
+                                   " locked=" + num(book.isLocked()) + " pages=" + num(book.pages().size()) +
+                                   " masters=" + num(book.masterImages().size()) +
                                    " thumbScale=" + num(thumb ? book.thumbnailScale() : 1) +
                                    " thumb=" + (thumb ? hex(thumb->data(), thumb->size()) : "-")};
     for (std::size_t i = 0; i < book.pages().size(); ++i) {
         const FoliantPage& page = *book.pages()[i];
-        const std::string at = num(static_cast<std::int64_t>(i)) + ".";
-        const auto first = std::find(book.pages().begin(), book.pages().end(), book.pages()[i]);
-        lines.push_back(
-            "page " + num(static_cast<std::int64_t>(i)) +
-            " runs=" + (page.pointSets ? num(std::ssize(page.pointSets->pointSets())) : "nil") + " pan=" +
-            dbits(page.panDelta.x) + "," + dbits(page.panDelta.y) + " zoom=" + fbits(page.zoomFactor) +
-            " date=" + (page.modifiedDate ? dbits(*page.modifiedDate) : "nil") + " images=" +
-            num(std::ssize(page.images)) + " texts=" + num(std::ssize(page.textBoxes)) + " same=" +
-            (first - book.pages().begin() < static_cast<std::ptrdiff_t>(i) ? num(first - book.pages().begin())
-                                                                           : "-"));
+        const std::string at = num(i) + ".";
+        const auto first =
+            std::find(book.pages().begin(), book.pages().end(), book.pages()[i]) - book.pages().begin();
+        lines.push_back("page " + num(i) +
+                        " runs=" + (page.pointSets ? num(page.pointSets->pointSets().size()) : "nil") +
+                        " pan=" + dbits(page.panDelta.x) + "," + dbits(page.panDelta.y) +
+                        " zoom=" + fbits(page.zoomFactor) +
+                        " date=" + (page.modifiedDate ? dbits(*page.modifiedDate) : "nil") +
+                        " images=" + num(page.images.size()) + " texts=" + num(page.textBoxes.size()) +
+                        " same=" + (first < std::ptrdiff_t(i) ? num(first) : "-"));
         if (page.pointSets) {
             for (std::size_t j = 0; j < page.pointSets->count(); ++j) {
                 const KVSPointSet& run = *page.pointSets->objectAtIndex(j);
-                lines.push_back("run " + at + num(static_cast<std::int64_t>(j)) +
-                                " bytes=" + num(static_cast<std::int64_t>(run.data().byteSize())) +
-                                " points=" + num(static_cast<std::int64_t>(run.length())) +
-                                " color=" + color(run.color()) +
+                lines.push_back("run " + at + num(j) + " bytes=" + num(run.data().byteSize()) +
+                                " points=" + num(run.length()) + " color=" + color(run.color()) +
                                 " data=" + hex(run.data().bytes(), run.data().byteSize()));
             }
         }
         for (std::size_t k = 0; k < page.images.size(); ++k)
-            lines.push_back(describe("image " + at + num(static_cast<std::int64_t>(k)), *page.images[k]));
+            lines.push_back(describe("image " + at + num(k), *page.images[k]));
         for (std::size_t k = 0; k < page.textBoxes.size(); ++k) {
             const FoliantTextBox& box = *page.textBoxes[k];
-            lines.push_back("text " + at + num(static_cast<std::int64_t>(k)) + " frame=" + rect(box.frame) +
+            lines.push_back("text " + at + num(k) + " frame=" + rect(box.frame) +
                             " alpha=" + dbits(box.alpha) + " border=" + num(box.borderStyle) +
                             " align=" + num(box.textAlignment) + " font=" + hex(box.font.fontName) + "/" +
                             fbits(box.font.pointSize) + " fg=" + color(box.foregroundColor) +
@@ -111,7 +108,7 @@ std::vector<std::string> describe(const FoliantData& book) {
         }
     }
     for (std::size_t k = 0; k < book.masterImages().size(); ++k)
-        lines.push_back(describe("master " + num(static_cast<std::int64_t>(k)), *book.masterImages()[k]));
+        lines.push_back(describe("master " + num(k), *book.masterImages()[k]));
     return lines;
 }
 

@@ -2,17 +2,16 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <cstring>
 
 #include <gtest/gtest.h>
+
+#include "fixtures/archive_test_support.h"
 
 namespace velumen::plist {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using namespace archive_test;
 
 // The independent oracle, Python's plistlib: "write F" stores the fixture in F; then F is printed as true,
 // false, i:<n>, u:<n>, r:<double bits>, t:<bits of seconds since 2001>, d:<hex>, s:<UTF-8 hex>, [a,b], {k:v}.
@@ -121,23 +120,16 @@ std::optional<Bytes> copy(const Reader& r, bool narrow) {
     return w.finish(r.top());
 }
 
-template <typename T = Bytes>
-T readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return T(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 TEST(BinaryPlist, AgreesWithPlistlibBothWays) {
-    std::string dir = (std::filesystem::temp_directory_path() / "velumen-plist-XXXXXX").string();
-    ASSERT_NE(mkdtemp(dir.data()), nullptr);
-    std::ofstream(dir + "/oracle.py") << kOracle;
+    const TempDir dir;
+    writeFile(dir.file("oracle.py"), Bytes(kOracle, kOracle + std::strlen(kOracle)));
     const auto oracle = [&](const std::string& args) {
-        const std::string command = "cd '" + dir + "' && python3 oracle.py " + args + " > out.txt";
-        EXPECT_EQ(std::system(command.c_str()), 0) << "python3 with plistlib is this test's oracle";
-        return readFile<std::string>(dir + "/out.txt");
+        const auto out = runCommand("cd " + quoted(dir.path().string()) + " && python3 oracle.py " + args);
+        EXPECT_TRUE(out) << "python3 with plistlib is this test's oracle";
+        return out.value_or("");
     };
     const std::string expected = oracle("write theirs");
-    const Bytes theirs = readFile(dir + "/theirs");
+    const Bytes theirs = readFile(dir.file("theirs"));
     EXPECT_EQ(canonOf(theirs), expected);
     const Reader r = Reader::open(theirs).value();
     // The writer picks the smallest sizes as plistlib does, so a faithful copy is the same file.
@@ -147,10 +139,8 @@ TEST(BinaryPlist, AgreesWithPlistlibBothWays) {
     EXPECT_EQ(copy(r, true), ours);
     EXPECT_LT(ours.size(), theirs.size());
     EXPECT_EQ(canonOf(ours), expected);
-    std::ofstream(dir + "/ours", std::ios::binary)
-        .write(reinterpret_cast<const char*>(ours.data()), ours.size());
+    writeFile(dir.file("ours"), ours);
     EXPECT_EQ(oracle("read ours"), expected);
-    std::filesystem::remove_all(dir);
     // Lookups by key, one stored as UTF-16; views into the caller's bytes, for ASCII strings only.
     const Ref archive = r.arrayAt(r.top(), 4).value();
     EXPECT_EQ(r.asUID(r.dictLookup(r.dictLookup(archive, "$top").value(), "root").value()), 1u);

@@ -3,6 +3,7 @@
 // books against an independent reader are in archive_oracle_test.cpp.
 #include <bit>
 #include <cstring>
+#include <functional>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -65,6 +66,15 @@ FoliantDataPtr randomBook(std::uint32_t seed) {
 
 FoliantDataPtr read(const Bytes& bytes) { return unarchiveFoliantData(bytes, nullptr); }
 
+// A book file whose root is written by `write`, as an old file or another program may lay it out.
+Bytes bookShaped(const std::function<void(KeyedEncoder&)>& write) {
+    KeyedArchiver archiver;
+    return archiver
+        .archivedDataWithRootObject(write, {"FoliantData", "NSObject"},
+                                    [](const auto& w, KeyedEncoder& coder) { w(coder); })
+        .value();
+}
+
 TEST(BookArchive, EncodingTrimsMasterImagesToTheLastAndKeepsTheVersionRule) {
     FoliantDataPtr book = randomBook(7);
     book->setVersion(101);
@@ -87,29 +97,19 @@ TEST(BookArchive, EncodingTrimsMasterImagesToTheLastAndKeepsTheVersionRule) {
 
 TEST(BookArchive, ThumbnailBytesAreWrittenAsCachedAndDroppedWithTheImage) {
     FoliantDataPtr book = randomBook(3);
-    EXPECT_EQ(read(archivedDataWithRootObject(*book, nullptr))->thumbnailData(), nullptr);
-    EXPECT_EQ(read(archivedDataWithRootObject(*book, nullptr))->thumbnailScale(), 1);
+    const FoliantDataPtr withoutPreview = read(archivedDataWithRootObject(*book, nullptr));
+    EXPECT_EQ(withoutPreview->thumbnailData(), nullptr);
+    EXPECT_EQ(withoutPreview->thumbnailScale(), 1);
 
-    // Cached preview bytes with scale 0 go out unchanged, the scale raised to 1.
+    // Cached preview bytes with scale 0 (a file written by hand) go out unchanged, the scale raised to 1.
     const Bytes jpeg = {0xFF, 0xD8, 0xFF, 0xE0, 9, 8, 7};
-    FoliantDataPtr withPreview;
-    {
-        // Give the book bytes the way a file would: write one by hand with a zero scale.
-        KeyedArchiver archiver;
-        const auto bytes = archiver.archivedDataWithRootObject(*book, {"FoliantData", "NSObject"},
-                                                               [&](const FoliantData&, KeyedEncoder& coder) {
-                                                                   coder.encodeInt("version", 103);
-                                                                   coder.encodeInt("thumbnail.scale", 0);
-                                                                   coder.encodeData("thumbnail", jpeg);
-                                                                   coder.encodeArray("pages", book->pages(),
-                                                                                     {"NSArray", "NSObject"},
-                                                                                     {"FoliantPage", "NSObject"},
-                                                                                     [](const FoliantPage& p, KeyedEncoder& c) {
-                                                                                         p.encodeWithCoder(c);
-                                                                                     });
-                                                               });
-        withPreview = read(*bytes);
-    }
+    const FoliantDataPtr withPreview = read(bookShaped([&](KeyedEncoder& coder) {
+        coder.encodeInt("version", 103);
+        coder.encodeInt("thumbnail.scale", 0);
+        coder.encodeData("thumbnail", jpeg);
+        coder.encodeArray("pages", book->pages(), {"NSArray", "NSObject"}, {"FoliantPage", "NSObject"},
+                          [](const FoliantPage& p, KeyedEncoder& c) { p.encodeWithCoder(c); });
+    }));
     ASSERT_TRUE(withPreview->thumbnailData());
     EXPECT_EQ(*withPreview->thumbnailData(), jpeg);
     EXPECT_EQ(withPreview->thumbnailScale(), 1);
@@ -144,17 +144,14 @@ TEST(BookArchive, RemovingPagesKeepsAValidCurrentPage) {
 
 TEST(BookArchive, TheGalleryReadNeverBuildsPages) {
     // A book whose "pages" is not an array would fail the whole read, but the gallery never looks there.
-    FoliantDataPtr book = randomBook(11);
-    KeyedArchiver archiver;
-    const auto bytes = archiver.archivedDataWithRootObject(*book, {"FoliantData", "NSObject"},
-                                                           [](const FoliantData&, KeyedEncoder& coder) {
-                                                               coder.encodeInt("version", 103);
-                                                               coder.encodeString("pages", "not pages");
-                                                               coder.encodeInt("pageNum", 5);
-                                                               coder.encodeBool("isLocked", true);
-                                                           });
-    EXPECT_THROW(read(*bytes), ArchiveError);
-    const std::optional<FoliantPartialData> info = unarchivePartialData(*bytes, nullptr);
+    const Bytes bytes = bookShaped([](KeyedEncoder& coder) {
+        coder.encodeInt("version", 103);
+        coder.encodeString("pages", "not pages");
+        coder.encodeInt("pageNum", 5);
+        coder.encodeBool("isLocked", true);
+    });
+    EXPECT_THROW(read(bytes), ArchiveError);
+    const std::optional<FoliantPartialData> info = unarchivePartialData(bytes, nullptr);
     ASSERT_TRUE(info);
     EXPECT_EQ(info->version, 103);
     EXPECT_EQ(info->pageNum, 5);
@@ -181,15 +178,16 @@ TEST(BookArchive, SharedObjectsAreWrittenOnceAndReadAsOne) {
         bool isFullPage = false;
     };
     const auto item = unarchiver.decodeRootObject<Item>({"NSDictionary"}, [](const KeyedDecoder& coder) {
-        return std::make_shared<Item>(Item{decodePointSetsForKey(coder, "pointsData"), coder.decodeBoolForKey("isFullPage")});
+        return std::make_shared<Item>(
+            Item{decodePointSetsForKey(coder, "pointsData"), coder.decodeBoolForKey("isFullPage")});
     });
     ASSERT_TRUE(item && item->runs);
     ASSERT_EQ(item->runs->count(), 2u);
     EXPECT_EQ(item->runs->objectAtIndex(0), item->runs->objectAtIndex(1));
     EXPECT_TRUE(item->isFullPage);
     // Memoised: asking again gives the object already built, not a new one.
-    EXPECT_EQ(unarchiver.decodeRootObject<Item>({"NSDictionary"}, [](const KeyedDecoder&) { return std::make_shared<Item>(); }),
-              item);
+    const auto fresh = [](const KeyedDecoder&) { return std::make_shared<Item>(); };
+    EXPECT_EQ(unarchiver.decodeRootObject<Item>({"NSDictionary"}, fresh), item);
 }
 
 TEST(BookArchive, PointAndRectStringsCarryEveryDouble) {
@@ -206,12 +204,14 @@ TEST(BookArchive, PointAndRectStringsCarryEveryDouble) {
         };
         page->panDelta = {any(), -0.0};
         image->frame = {any(), any(), any(), 1e-310};
+        const auto encode = [](const FoliantPage& p, KeyedEncoder& c) { p.encodeWithCoder(c); };
+        const auto decode = FoliantPage::initWithCoder;
         KeyedArchiver archiver;
-        const auto bytes = archiver.archivedDataWithRootObject(*page, {"FoliantPage", "NSObject"},
-                                                               [](const FoliantPage& p, KeyedEncoder& c) { p.encodeWithCoder(c); });
-        KeyedUnarchiver unarchiver(*bytes);
-        const FoliantPagePtr back = unarchiver.decodeRootObject<FoliantPage>({"FoliantPage"}, FoliantPage::initWithCoder);
-        EXPECT_EQ(std::bit_cast<std::uint64_t>(back->panDelta.x), std::bit_cast<std::uint64_t>(page->panDelta.x));
+        const Bytes bytes = *archiver.archivedDataWithRootObject(*page, {"FoliantPage", "NSObject"}, encode);
+        KeyedUnarchiver unarchiver(bytes);
+        const FoliantPagePtr back = unarchiver.decodeRootObject<FoliantPage>({"FoliantPage"}, decode);
+        const auto bits = [](double d) { return std::bit_cast<std::uint64_t>(d); };
+        EXPECT_EQ(bits(back->panDelta.x), bits(page->panDelta.x));
         EXPECT_TRUE(std::signbit(back->panDelta.y));
         EXPECT_EQ(back->images[0]->frame, image->frame);
     }

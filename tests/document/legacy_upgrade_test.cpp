@@ -34,13 +34,12 @@ TEST(LegacyUpgrade, DropsEmptyRunsHalvesSizesAndKeepsColourAndOrder) {
     EXPECT_EQ(upgraded->objectAtIndex(1)->data().byteSize(), 12u);
     EXPECT_EQ(floatsOf(*upgraded->objectAtIndex(1)), (std::vector<float>{5, 6, 0.5f}));
     EXPECT_TRUE(upgraded->objectAtIndex(1)->color().isEqualToColor(blue));
-}
 
-TEST(LegacyUpgrade, OnlyEmptyRunsGiveAnEmptyArray) {
-    KPointSetArray legacy;
-    legacy.addPointSetWithSize(0);
-    legacy.addObject(KPointSet::initWithData(PointBuffer::zeroed(7)));  // a tail and no point
-    auto upgraded = convertKPointSetArrayToKVSPointSetArray(legacy);
+    // Only empty runs give an empty array.
+    KPointSetArray empty;
+    empty.addPointSetWithSize(0);
+    empty.addObject(KPointSet::initWithData(PointBuffer::zeroed(7)));  // a tail and no point
+    upgraded = convertKPointSetArrayToKVSPointSetArray(empty);
     ASSERT_NE(upgraded, nullptr);
     EXPECT_EQ(upgraded->count(), 0u);
 }

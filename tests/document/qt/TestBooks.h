@@ -7,16 +7,17 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <vector>
 
+#include "../fixtures/archive_test_support.h"
 #include "document/FoliantData.h"
 
 namespace velumen::testbooks {
 
-using Bytes = std::vector<std::uint8_t>;
+using archive_test::Bytes;
+using archive_test::TempDir;
+using archive_test::writeFile;
 
 // `pages` pages of strokes of 1,000 dots each, `dotsPerPage` dots a page.
 inline FoliantDataPtr inkBook(int pages, int dotsPerPage, unsigned seed = 1) {
@@ -80,15 +81,7 @@ inline bool sameInk(const FoliantData& a, const FoliantData& b) {
     return true;
 }
 
-inline Bytes fileBytes(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), {});
-}
-
-inline void writeFile(const std::filesystem::path& path, const Bytes& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
+inline Bytes fileBytes(const std::filesystem::path& path) { return archive_test::readFile(path); }
 
 // The file's inode: a new one after every atomic replacement.
 inline ino_t inode(const std::filesystem::path& path) {

@@ -85,10 +85,6 @@ int waitForExit(Child& child) {
 class CrashSafetyTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        dir = fs::temp_directory_path() / ("velumen-crash-" + std::to_string(::getpid()) + "-" +
-                                           ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir);
-        fs::create_directories(dir);
         path = dir / "Big Book.velumen";
         // About 5 MB of ink on four pages.
         asWritten = inkBook(4, 100000);
@@ -97,7 +93,6 @@ class CrashSafetyTest : public ::testing::Test {
         bytes = archivedDataWithRootObject(*asWritten, &codec);
         writeFile(path, bytes);
     }
-    void TearDown() override { fs::remove_all(dir); }
 
     // Removes what is in the folder besides the book; true if there was anything.
     bool clearLeftovers() {
@@ -111,7 +106,9 @@ class CrashSafetyTest : public ::testing::Test {
     }
 
     QtImageCodec codec;
-    fs::path dir, path;
+    TempDir temp;
+    const fs::path dir = temp.path();
+    fs::path path;
     FoliantDataPtr asWritten, shifted;
     Bytes bytes;
 };

@@ -62,16 +62,11 @@ struct Answer {
 class FoliantDocumentTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        dir = fs::temp_directory_path() / ("velumen-document-" + std::to_string(::getpid()) + "-" +
-                                           ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir);
-        fs::create_directories(dir);
         path = dir / "Book.velumen";
         book = inkBook(2, 20000);
         bytes = archivedDataWithRootObject(*book, &codec);
         writeFile(path, bytes);
     }
-    void TearDown() override { fs::remove_all(dir); }
 
     std::unique_ptr<FoliantDocument> open(const fs::path& file) {
         auto document = std::make_unique<FoliantDocument>(QString::fromStdString(file.string()), codec);
@@ -94,7 +89,9 @@ class FoliantDocumentTest : public ::testing::Test {
     }
 
     QtImageCodec codec;
-    fs::path dir, path;
+    TempDir temp;
+    const fs::path dir = temp.path();
+    fs::path path;
     FoliantDataPtr book;
     Bytes bytes;
 };
