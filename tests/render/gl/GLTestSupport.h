@@ -44,6 +44,21 @@ struct GLSurface {
     GLLayer& gl() { return view().layer(); }
 };
 
+// The list drawn at the compositor's zoom and pan over white paper, or over transparent black.
+inline QImage renderInk(GLSurface& s, const KVSPointSetArray& list, bool paper = true) {
+    return s.view().getImageWithSize(s.view().bounds(), [&] {
+        const float white = paper ? 1.0f : 0.0f;
+        s.gl().clearColor(white, white, white, white);
+        s.gl().clear();
+        s.gl().pushMatrix();
+        s.gl().translatef(s.compositor.inkPanDelta.x, s.compositor.inkPanDelta.y);
+        s.gl().scalef(s.compositor.zoomFactor, s.compositor.zoomFactor);
+        s.gl().setPointAttenuation(s.compositor.pointAttenuationForScale(s.compositor.zoomFactor));
+        s.compositor.renderPointSets(list);
+        s.gl().popMatrix();
+    });
+}
+
 // Raw bytes R, G, B, A of a pixel, whatever the image's alpha tag.
 struct Rgba {
     int r, g, b, a;

@@ -28,25 +28,11 @@ KVSPointSetPtr stroke(float x, float y, int count, KColor color, float size = 3)
     return run;
 }
 
-// The list over paper at the compositor's transform, either as the shown page or sent run by run.
-QImage render(GLSurface& s, const KVSPointSetArray& list) {
-    return s.view().getImageWithSize(s.view().bounds(), [&] {
-        s.gl().clearColor(1, 1, 1, 1);
-        s.gl().clear();
-        s.gl().pushMatrix();
-        s.gl().translatef(s.compositor.inkPanDelta.x, s.compositor.inkPanDelta.y);
-        s.gl().scalef(s.compositor.zoomFactor, s.compositor.zoomFactor);
-        s.gl().setPointAttenuation(s.compositor.pointAttenuationForScale(s.compositor.zoomFactor));
-        s.compositor.renderPointSets(list);
-        s.gl().popMatrix();
-    });
-}
-
 // The shown page as resident ink and the same runs sent one by one; the second list is not the shown one.
 int residentAgainstStreamed(GLSurface& s) {
     KVSPointSetArray streamed;
     streamed.addObjectsFromArray(*s.compositor.pointSets);
-    return maxDifference(render(s, *s.compositor.pointSets), render(s, streamed));
+    return maxDifference(renderInk(s, *s.compositor.pointSets), renderInk(s, streamed));
 }
 
 // Bytes uploaded and draw calls issued by one repaint.

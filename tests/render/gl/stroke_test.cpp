@@ -39,8 +39,8 @@ struct Editor : InkCommitTarget {
         sampler.setPenTypeIndex(typeIndex, width, tables);
         sampler.setPenColor(color, tables);
     }
-    // A wavy stroke across the view, in view points, sampled at 50 per second.
-    void stroke(Point from, Point to, int samples, double wave) {
+    // A wavy stroke across the view, in view points, sampled at 50 per second, and maybe cancelled at the end.
+    void stroke(Point from, Point to, int samples, double wave, bool cancel = false) {
         sampler.beginStroke({from});
         for (int i = 1; i <= samples; ++i) {
             const double t = double(i) / samples;
@@ -50,7 +50,7 @@ struct Editor : InkCommitTarget {
             if (i < samples) {
                 sampler.takeMovementSample({p});
             } else {
-                sampler.endStroke({p}, false);
+                sampler.endStroke({p}, cancel);
             }
         }
     }
@@ -133,12 +133,7 @@ TEST(LiveStroke, HilighterStaysUnderTheInkWhileDrawnAndAfterCommit) {
     EXPECT_LT(beside.b, 150);
 
     // A cancelled hilighter stroke leaves nothing after the next repaint, and no snapshot.
-    e.sampler.beginStroke({{4, 70}});
-    e.clock.advance(0.02);
-    e.sampler.takeMovementSample({{50, 70}});
-    e.clock.advance(0.02);
-    e.sampler.takeMovementSample({{90, 72}});
-    e.sampler.endStroke({{92, 72}}, true);
+    e.stroke({4, 70}, {92, 72}, 3, 0, true);
     EXPECT_EQ(e.compositor().inkSnapshotTextureId, 0u);
     EXPECT_TRUE(e.compositor().isFrameUpdateNeeded);
     e.compositor().drawFrame();
