@@ -39,7 +39,7 @@ struct Editor : InkCommitTarget {
         sampler.setPenTypeIndex(typeIndex, width, tables);
         sampler.setPenColor(color, tables);
     }
-    // A wavy stroke across the view, in view points, sampled at 50 per second, and maybe cancelled at the end.
+    // A wavy stroke across the view in view points, sampled at 50 per second, perhaps cancelled at the end.
     void stroke(Point from, Point to, int samples, double wave, bool cancel = false) {
         sampler.beginStroke({from});
         for (int i = 1; i <= samples; ++i) {
