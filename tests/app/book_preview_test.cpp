@@ -23,7 +23,8 @@ KImagePtr preview(double scale) {
     image->width = 32;
     image->height = 24;
     image->scale = scale;
-    for (int i = 0; i < 32 * 24; ++i) image->pixels.push_back(0xFF000000u | static_cast<std::uint32_t>(i * 977));
+    for (int i = 0; i < 32 * 24; ++i)
+        image->pixels.push_back(0xFF000000u | static_cast<std::uint32_t>(i * 977));
     return image;
 }
 

@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include "../document/fixtures/archive_test_support.h"
 #include "document/FoliantData.h"
 #include "document/KeyedArchive.h"
 #include "objects/qt/QtImageCodec.h"
@@ -25,11 +26,11 @@ namespace velumen {
 namespace {
 
 namespace fs = std::filesystem;
-using Bytes = std::vector<std::uint8_t>;
+using archive_test::Bytes;
 
 #ifdef __SANITIZE_ADDRESS__
 // The GL driver of `replay` unloads itself, with a few blocks it still holds, before the leak check can name
-// them.
+// them; the runs under a file-size limit include a replay.
 constexpr const char* kToolEnvironment = "ASAN_OPTIONS=detect_leaks=0:abort_on_error=1 ";
 #else
 constexpr const char* kToolEnvironment = "";
@@ -70,26 +71,13 @@ std::string slurp(const fs::path& path) {
 
 class VelumenTool : public ::testing::Test {
   protected:
-    void SetUp() override {
-        dir = fs::temp_directory_path() / ("velumen-cli-" + std::to_string(::getpid()) + "-" +
-                                           ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir);
-        fs::create_directories(dir);
-    }
-    void TearDown() override { fs::remove_all(dir); }
-
-    ToolRun tool(const std::string& args) {
-        const fs::path out = dir / "stdout", err = dir / "stderr";
-        const std::string command = std::string(VELUMEN_TOOL) + " " + args + " >" + out.string() + " 2>" + err.string();
-        const int raw = std::system(command.c_str());
-        return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
-    }
     // The tool in a child process whose files may not grow past `limit` bytes. The signal a write past the
     // limit raises is left as it is: the tool itself must turn it into a failed write with its reason.
-    ToolRun toolLimitedTo(rlim_t limit, const std::string& args) {
+    ToolRun tool(const std::string& args, rlim_t limit = RLIM_INFINITY) {
         const fs::path out = dir / "stdout", err = dir / "stderr";
-        const std::string command = std::string(kToolEnvironment) + VELUMEN_TOOL + " " + args + " >" +
-                                    out.string() + " 2>" + err.string();
+        const std::string command = (limit == RLIM_INFINITY ? "" : kToolEnvironment) +
+                                    std::string(VELUMEN_TOOL) + " " + args + " >" + out.string() + " 2>" +
+                                    err.string();
         const pid_t child = ::fork();
         if (child == 0) {
             const rlimit fileSize{limit, limit};
@@ -114,13 +102,12 @@ class VelumenTool : public ::testing::Test {
         return names;
     }
     fs::path write(const std::string& name, const Bytes& bytes) {
-        const fs::path path = dir / name;
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                    static_cast<std::streamsize>(bytes.size()));
-        return path;
+        archive_test::writeFile(dir / name, bytes);
+        return dir / name;
     }
 
-    fs::path dir;
+    archive_test::TempDir temp;
+    const fs::path dir = temp.path();
     QtImageCodec codec;
 };
 
@@ -161,8 +148,9 @@ TEST_F(VelumenTool, DescribesAndDrawsABookFromOurWriter) {
     const std::string run0 = R"({"length":3,"color":[0.10000000149011612,0.5,1,0.75]})";
     const std::string run1 = R"({"length":4,"color":[0.10000000149011612,0.5,1,0.75]})";
     const std::string page = R"(],"panDelta":[-12.5,3],"zoomFactor":0.1,"images":1,"textBoxes":0})";
-    EXPECT_EQ(json.out, R"({"version":103,"pageNum":1,"isLocked":false,"thumbnail":{"scale":2,"width":40,"height":50},)"
-                        R"("masterImages":0,"pages":[{"pointSets":[)" +
+    EXPECT_EQ(json.out, R"({"version":103,"pageNum":1,"isLocked":false,)"
+                        R"("thumbnail":{"scale":2,"width":40,"height":50},"masterImages":0,)"
+                        R"("pages":[{"pointSets":[)" +
                             run0 + page + R"(,{"pointSets":[)" + run1 + page + "]}\n");
 
     const ToolRun text = tool("info " + path.string());
@@ -191,11 +179,13 @@ def add(x):
 def cls(n): return add({"$classname": n, "$classes": [n, "NSObject"]})
 color = add({"r": 0.0, "g": 0.0, "b": 1.0, "a": 1.0, "$class": cls("KColor")})
 ps = cls("KPointSet")
-run = add({"length": 99, "data": add(struct.pack("<6f", 1, 2, 3, 4, 5, 6)), "pointSize": 8.0, "color": color, "$class": ps})
+run = add({"length": 99, "data": add(struct.pack("<6f", 1, 2, 3, 4, 5, 6)), "pointSize": 8.0, "color": color,
+           "$class": ps})
 empty = add({"length": 0, "data": add(b""), "pointSize": 2.0, "color": color, "$class": ps})
 arr = add({"NS.objects": [run, empty], "$class": cls("NSArray")})
 legacy = add({"pointSets": arr, "$class": cls("KPointSetArray")})
-root = add({"version": 101, "pointSets": legacy, "panDelta": add("{4, 5}"), "zoomFactor": 2.0, "$class": cls("FoliantData")})
+root = add({"version": 101, "pointSets": legacy, "panDelta": add("{4, 5}"), "zoomFactor": 2.0,
+            "$class": cls("FoliantData")})
 top = {"$archiver": "NSKeyedArchiver", "$version": 100000, "$objects": o, "$top": {"root": root}}
 open(sys.argv[1], "wb").write(plistlib.dumps(top, fmt=plistlib.FMT_BINARY))
 )";
@@ -205,8 +195,8 @@ open(sys.argv[1], "wb").write(plistlib.dumps(top, fmt=plistlib.FMT_BINARY))
     const ToolRun before = tool("info " + old.string() + " --json");
     ASSERT_EQ(before.status, 0) << before.err;
     EXPECT_EQ(before.out, R"({"version":101,"pageNum":0,"isLocked":false,"thumbnail":null,"masterImages":0,)"
-                          R"("pages":[{"pointSets":[{"length":3,"color":[0,0,1,1]}],"panDelta":[4,5],"zoomFactor":2,)"
-                          R"("images":0,"textBoxes":0}]})"
+                          R"("pages":[{"pointSets":[{"length":3,"color":[0,0,1,1]}],"panDelta":[4,5],)"
+                          R"("zoomFactor":2,"images":0,"textBoxes":0}]})"
                           "\n");
     const fs::path upgraded = dir / "new.velumen";
     const ToolRun run = tool("upgrade " + old.string() + " " + upgraded.string());
@@ -302,7 +292,7 @@ TEST_F(VelumenTool, ASaveRefusedBySizeNamesTheSystemsReasonAndLeavesTheOldBook) 
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         // Room for less than the book the command writes.
-        const ToolRun r = toolLimitedTo(static_cast<rlim_t>(c.old.size() / 2), c.args);
+        const ToolRun r = tool(c.args, static_cast<rlim_t>(c.old.size() / 2));
         EXPECT_EQ(r.status, 1);
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
         EXPECT_NE(r.err.find(c.target.string() + ": cannot be written (" + reason + ")"), std::string::npos)
