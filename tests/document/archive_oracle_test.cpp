@@ -178,8 +178,18 @@ class BookMaker {
   private:
     int below(int n) { return static_cast<int>(rng_() % static_cast<std::uint64_t>(n)); }
     float unit() { return static_cast<float>(below(1 << 20)) / (1 << 20); }
+    // Numbers of every scale, and now and then any finite bits, a negative zero or a subnormal: the text
+    // forms of points and rectangles must carry each double exactly.
     double anyFinite() {
-        return std::ldexp(static_cast<double>(static_cast<std::int64_t>(rng_())), below(200) - 150);
+        switch (below(8)) {
+            case 0:
+                for (;;)
+                    if (const double d = std::bit_cast<double>(rng_()); std::isfinite(d)) return d;
+            case 1:
+                return below(2) ? -0.0 : -1e-310;
+            default:
+                return std::ldexp(static_cast<double>(static_cast<std::int64_t>(rng_())), below(200) - 150);
+        }
     }
     std::uint32_t floatBits() {
         switch (below(6)) {
