@@ -71,8 +71,9 @@ std::string slurp(const fs::path& path) {
 
 class VelumenTool : public ::testing::Test {
   protected:
-    // The tool in a child process whose files may not grow past `limit` bytes. The signal a write past the
-    // limit raises is left as it is: the tool itself must turn it into a failed write with its reason.
+    // The tool in a child process whose files may not grow past `limit` bytes, if one is given. The signal a
+    // write past the limit raises is left as it is: the tool itself must turn it into a failed write with its
+    // reason.
     ToolRun tool(const std::string& args, rlim_t limit = RLIM_INFINITY) {
         const fs::path out = dir / "stdout", err = dir / "stderr";
         const std::string command = (limit == RLIM_INFINITY ? "" : kToolEnvironment) +
@@ -83,7 +84,7 @@ class VelumenTool : public ::testing::Test {
             const rlimit fileSize{limit, limit};
             if (::setrlimit(RLIMIT_FSIZE, &fileSize) != 0 || std::signal(SIGXFSZ, SIG_DFL) == SIG_ERR)
                 ::_exit(126);
-            ::setenv("LC_ALL", "C", 1);
+            if (limit != RLIM_INFINITY) ::setenv("LC_ALL", "C", 1);  // the reason as the test words it
             ::execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
             ::_exit(127);
         }
