@@ -21,7 +21,8 @@ void sampleStroke(benchmark::State& state, const KVSPointSetArrayPtr& ink) {
     PageInkEditor editor;
     editor.setCurrentPage(page);
     ManualClock clock(100);
-    StrokeSampler sampler(editor, clock);
+    const ViewTransform view;
+    StrokeSampler sampler(editor, clock, view);
     sampler.currentStrokeThickness = 6;
     for (auto _ : state) {
         sampler.beginStroke({{200, 200}});

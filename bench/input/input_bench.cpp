@@ -94,7 +94,7 @@ bool processUntil(const std::function<bool()>& done) {
 }
 
 void finishGL(FoliantViewController& vc) {
-    EAGLView& view = vc.surface.eaglView();
+    EAGLView& view = vc.view().surface.eaglView();
     view.renderingQueue().sync([&] {
         if (view.makeCurrent()) view.layer().finish();
     });
@@ -135,7 +135,7 @@ struct Editor {
     // then finishes every GL command: nothing left over is paid for by the next timed event.
     bool settle() {
         QCoreApplication::processEvents();
-        const bool clean = processUntil([&] { return !vc.compositor.isFrameUpdateNeeded; });
+        const bool clean = processUntil([&] { return !vc.view().compositor.isFrameUpdateNeeded; });
         finishGL(vc);
         return clean;
     }
@@ -154,7 +154,7 @@ QPointF strokePoint(int s, int k) {
 void BM_TouchToPresent(benchmark::State& state) {
     Editor e(bookWithDots(state.range(0)));
     if (noSurface(state, e.vc)) return;
-    EAGLView& view = e.vc.surface.eaglView();
+    EAGLView& view = e.vc.view().surface.eaglView();
 
     // Warm the driver's paths up.
     e.tablet(QEvent::TabletPress, strokePoint(0, 0), Qt::LeftButton);
@@ -223,7 +223,7 @@ void BM_StartupToFirstFrame(benchmark::State& state) {
         warm.resize(kWindowWidth, kWindowHeight);
         warm.show();
         warm.startDisplayLink();
-        processUntil([&] { return !warm.hasSurface() || warm.compositor.repaintCount() > 0; });
+        processUntil([&] { return !warm.hasSurface() || warm.view().compositor.repaintCount() > 0; });
         warm.stopDisplayLink();
     }
     QCoreApplication::processEvents();
@@ -242,13 +242,13 @@ void BM_StartupToFirstFrame(benchmark::State& state) {
         // The window's paints as each present happens: the paint that shows the first frame comes after.
         auto* widget = dynamic_cast<EAGLViewWidget*>(vc->touchTarget());
         std::uint64_t paintsAtPresent = 0;
-        EAGLView& view = vc->surface.eaglView();
+        EAGLView& view = vc->view().surface.eaglView();
         const std::function<void()> shows = view.didPresent;
         view.didPresent = [&] {
             paintsAtPresent = widget ? widget->paintCount() : 0;
             if (shows) shows();
         };
-        const bool presented = processUntil([&] { return vc->compositor.repaintCount() > 0; });
+        const bool presented = processUntil([&] { return vc->view().compositor.repaintCount() > 0; });
         finishGL(*vc);
         const Clock::time_point end = Clock::now();
 

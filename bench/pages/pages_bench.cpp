@@ -34,6 +34,7 @@ struct Turning {
         ok = controller.viewDidLoad();
         if (!ok) return;
         compositor.initializeEagl(1.0);
+        compositor.readTransformFrom(viewport.view);
         controller.eaglView().layoutSubviews({600, 750});
         compositor.loadFixedTextures();
         const KVSPointSetArrayPtr ink = bench::handwritingPage(100, 1000);
@@ -61,8 +62,6 @@ struct Turning {
         h.currentPageChanged = [this] { compositor.pointSets = book->pointSets(); };
     }
     void redraw() {
-        compositor.zoomFactor = viewport.zoomFactor;
-        compositor.inkPanDelta = viewport.inkPanDelta;
         compositor.redrawAllLines();
     }
     void settle() {

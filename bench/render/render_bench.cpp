@@ -23,7 +23,8 @@ struct Surface : InkCommitTarget {
     EAGLViewController controller;
     PageCompositor compositor{controller.eaglView()};
     ManualClock clock{1.0};
-    StrokeSampler sampler{*this, clock};
+    ViewTransform view{0.5f, {}};
+    StrokeSampler sampler{*this, clock, view};
     PenTables tables;
     bool ok = false;
 
@@ -33,8 +34,7 @@ struct Surface : InkCommitTarget {
         compositor.initializeEagl(1.0);
         controller.eaglView().layoutSubviews({768, 960});
         compositor.loadFixedTextures();
-        compositor.zoomFactor = 0.5f;
-        sampler.zoomFactor = 0.5;
+        compositor.readTransformFrom(view);
         sampler.renderer = &compositor;
     }
     void addPointSets(const KVSPointSetArrayPtr&) override {}
@@ -120,7 +120,7 @@ void BM_FullRepaint(benchmark::State& state) {
     if (!ready(state)) return;
     Surface& s = surface();
     s.compositor.pointSets = pageOfDots(state.range(0));
-    if (state.range(1)) s.compositor.inkPanDelta = {-5000, 0};
+    if (state.range(1)) s.view.inkPanDelta = {-5000, 0};
     s.compositor.redrawAllLines();
     s.finish();
     const std::uint64_t draws = s.gl().drawCallCount();
@@ -133,7 +133,7 @@ void BM_FullRepaint(benchmark::State& state) {
         benchmark::Counter(double(s.gl().drawCallCount() - draws), benchmark::Counter::kAvgIterations);
     state.counters["bytes_uploaded"] =
         benchmark::Counter(double(s.gl().bytesUploaded() - bytes), benchmark::Counter::kAvgIterations);
-    s.compositor.inkPanDelta = {};
+    s.view.inkPanDelta = {};
     s.compositor.pointSets = std::make_shared<KVSPointSetArray>();
 }
 BENCHMARK(BM_FullRepaint)

@@ -75,7 +75,7 @@ struct Launch {
     bool opened = false;
 
     Launch() {
-        vc->savesSettingsInBackground = false;
+        vc->setSavesSettingsInBackground(false);
         vc->resize(kWindowWidth, kWindowHeight);
         vc->show();
         vc->startDisplayLink();
@@ -85,9 +85,9 @@ struct Launch {
     bool ready() {
         if (!processUntil([&] { return opened; })) return false;
         vc->redrawAllLines();
-        if (!processUntil([&] { return !vc->compositor.isFrameUpdateNeeded; })) return false;
+        if (!processUntil([&] { return !vc->view().compositor.isFrameUpdateNeeded; })) return false;
         // Every GL command of the page drawn so far is finished: none is paid for by the close.
-        EAGLView& view = vc->surface.eaglView();
+        EAGLView& view = vc->view().surface.eaglView();
         view.renderingQueue().sync([&] {
             if (view.makeCurrent()) view.layer().finish();
         });
@@ -142,7 +142,7 @@ void BM_QuitClose(benchmark::State& state) {
         if (state.range(0) == 1) {
             // A committed stroke: the book has a change to save.
             launch.vc->setPenTypeIndex(1);
-            auto& router = launch.vc->router;
+            auto& router = launch.vc->view().router;
             double t = 0;
             for (int i = 0; i <= 20; ++i) {
                 TouchRecord r;
@@ -192,9 +192,9 @@ void BM_CloseSteps(benchmark::State& state) {
         }
         FoliantViewController& vc = *launch.vc;
         // The fit view, from a page zoomed in.
-        vc.viewport.setCanvasPoint({300, 300}, {100, 100}, vc.viewport.minZoomFactor * 3);
+        vc.session().viewport.setCanvasPoint({300, 300}, {100, 100}, vc.session().viewport.minZoomFactor * 3);
         Clock::time_point t0 = Clock::now();
-        vc.viewport.setCanvasPoint({0, 0}, {0, 0}, vc.viewport.minZoomFactor);
+        vc.session().viewport.setCanvasPoint({0, 0}, {0, 0}, vc.session().viewport.minZoomFactor);
         fit += ms(t0, Clock::now());
 
         // The merge, on a page of its own (the open one stays as it is).

@@ -33,6 +33,7 @@
 #include "shell/FoliantGlobals.h"
 #include "shell/FoliantViewController.h"
 #include "shell/NotebookSession.h"
+#include "shell/NotebookWindow.h"
 #include "shell/QuitSignals.h"
 #include "shell/SingleInstance.h"
 #include "shell/TouchReplay.h"
@@ -68,16 +69,16 @@ void say(const QString& text) {
 // Going to the background: hidden or minimised, and back; and the window closing, which starts the quit.
 class ActivityWatcher : public QObject {
   public:
-    explicit ActivityWatcher(FoliantViewController& editor) : editor_(editor) {}
+    ActivityWatcher(FoliantViewController& editor, QWidget& window) : editor_(editor), window_(window) {}
     std::function<void()> windowClosing;
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (event->type() == QEvent::Close && windowClosing) windowClosing();
-        const bool away = editor_.isMinimized() || !editor_.isVisible();
+        const bool away = window_.isMinimized() || !window_.isVisible();
         if (event->type() == QEvent::WindowStateChange || event->type() == QEvent::Hide ||
             event->type() == QEvent::Show) {
-            if (away && !editor_.isApplicationSuspended)
+            if (away && !editor_.isApplicationSuspended())
                 editor_.applicationWillResignActive();
-            else if (!away && editor_.isApplicationSuspended)
+            else if (!away && editor_.isApplicationSuspended())
                 editor_.applicationDidBecomeActive();
         }
         return QObject::eventFilter(watched, event);
@@ -85,6 +86,7 @@ class ActivityWatcher : public QObject {
 
   private:
     FoliantViewController& editor_;
+    QWidget& window_;
 };
 
 }  // namespace
@@ -157,17 +159,18 @@ int main(int argc, char** argv) {
     const bool scripted = demo || script.has_value();
     const Clock& clock = scripted ? static_cast<const Clock&>(scriptClock) : static_cast<const Clock&>(steadyClock);
     FoliantViewController editor(globals, clock, forcedProfile);
-    editor.savesSettingsInBackground = !demo;
+    editor.setSavesSettingsInBackground(!demo);
+    NotebookWindow window(editor);
     NotebookSession session(editor, booksDir);
     if (!demo)
-        session.showMessage = [&editor](const QString& text) {
+        session.showMessage = [&window](const QString& text) {
             std::fprintf(stderr, "velumen: %s\n", qPrintable(text));
-            QMessageBox::warning(&editor, "Velumen", text);
+            QMessageBox::warning(&window, "Velumen", text);
         };
     instance.openRequested = [&](const QString& path) {
-        editor.showNormal();
-        editor.raise();
-        editor.activateWindow();
+        window.showNormal();
+        window.raise();
+        window.activateWindow();
         if (!path.isEmpty()) session.openHandedOver(path);
     };
 
@@ -178,25 +181,20 @@ int main(int argc, char** argv) {
         if (quitting) return;
         quitting = true;
         instance.stopListening();
-        editor.router.cancelAllTouches();
+        editor.view().router.cancelAllTouches();
         say("closing");
     };
-    ActivityWatcher watcher(editor);
+    ActivityWatcher watcher(editor, window);
     watcher.windowClosing = beginQuit;
-    editor.installEventFilter(&watcher);
+    window.installEventFilter(&watcher);
     QuitSignals quitSignals([&](int) {
         beginQuit();
-        editor.close();
+        window.close();
         QApplication::quit();
     });
 
-    auto* closeBook = new QShortcut(QKeySequence::Close, &editor);
-    QObject::connect(closeBook, &QShortcut::activated, &editor, [&] {
-        if (editor.dispatcher.touchMode == TouchModeNone) editor.closeDocumentAndReturnToGallery();
-    });
-
-    editor.resize(600, 750);
-    editor.show();
+    window.resize(600, 750);
+    window.show();
     editor.startDisplayLink();
     QString bookPath;
     bool scriptStarted = false;
@@ -214,12 +212,11 @@ int main(int argc, char** argv) {
             // The demo: the page drawn once the book is open, then a picture of the whole window.
             const QWidget& surface = *editor.touchTarget();
             const Size view{double(surface.width()), double(surface.height())};
-            const Rect page = editor.viewport.viewRectFromEaglRect(
-                {0, 0, editor.viewport.canvasSize.width, editor.viewport.canvasSize.height});
+            const Rect page = editor.session().viewport.viewRectFromEaglRect({0, 0, kPageSize.width, kPageSize.height});
             replaySteps(editor, scriptClock, demoSteps(view, page));
             editor.redrawAllLines();
             QTimer::singleShot(100, &editor, [&] {
-                const QImage screen = editor.hasSurface() ? editor.grab().toImage() : QImage();
+                const QImage screen = editor.hasSurface() ? window.grab().toImage() : QImage();
                 const bool shot = !screen.isNull() && screen.save(demoPath, "PNG");
                 if (shot)
                     std::printf("screenshot: %s\n", qPrintable(demoPath));

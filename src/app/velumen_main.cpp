@@ -204,7 +204,7 @@ int replay(int argc, char** argv, const std::vector<std::string>& args, const Qt
     editor.openBook(book);
     replayTouchScript(editor, clock, *script);
     // A touch the script leaves down ends where it is.
-    if (editor.router.touchesDown() > 0) editor.sampler.cancelCurrentLine();
+    if (editor.view().router.touchesDown() > 0) editor.session().sampler.cancelCurrentLine();
 
     if (!screenshotPath.isEmpty()) {
         const QImage screen = editor.screenImage();

@@ -24,25 +24,40 @@ PageInkEditor::~PageInkEditor() {
     if (undoManager_) undoManager_->setCheckpointListener({});
 }
 
+void PageInkEditor::note(const EditorEffects& effects) {
+    const bool wasEmpty = !pending_.any();
+    pending_ |= effects;
+    if (wasEmpty && pending_.any() && hooks_.needsSettling) hooks_.needsSettling();
+}
+
+EditorEffects PageInkEditor::takeEffects() {
+    return std::exchange(pending_, EditorEffects{});
+}
+
 // Undo stacks
 
 void PageInkEditor::setCurrentPage(PageRef page) {
+    if (isErasing()) endErasing();
     currentPage_ = std::move(page);
     switchToUndoManagerForCurrentPage();
+    note(EditorEffects::newInk());
 }
 
 void PageInkEditor::switchToUndoManagerForCurrentPage() {
     if (undoManager_) undoManager_->setCheckpointListener({});
     undoManager_ = currentPage_ ? &undoManagerForPage(*currentPage_) : nullptr;
-    call(hooks_.updateUndoToolbarButtons);
-    if (undoManager_) undoManager_->setCheckpointListener([this] { undoManagerDidUpdate(); });
+    note({.undoChanged = true});
+    // Each checkpoint of the current stack (a step recorded, undone, redone) is a change of the book.
+    if (undoManager_) undoManager_->setCheckpointListener([this] { note({.bookChanged = true, .undoChanged = true}); });
 }
 
 UndoManager& PageInkEditor::undoManagerForPage(const FoliantPage& page) {
     auto& slot = undoManagers_[page.pageId()];
     if (!slot) {
         slot = std::make_unique<UndoManager>();
-        slot->setGroupOpenedListener([this] { call(hooks_.undoGroupOpened); });
+        slot->setGroupOpenedListener([this] {
+            if (hooks_.needsSettling) hooks_.needsSettling();
+        });
     }
     return *slot;
 }
@@ -58,9 +73,14 @@ void PageInkEditor::endUndoGrouping() {
         entry.second->endUndoGrouping();
 }
 
-void PageInkEditor::undoManagerDidUpdate() {
-    call(hooks_.updateUndoToolbarButtons);
-    call(hooks_.registerDocumentChange);
+EditorEffects PageInkEditor::undo() {
+    if (undoManager_ && undoManager_->canUndo()) undoManager_->undo();
+    return takeEffects();
+}
+
+EditorEffects PageInkEditor::redo() {
+    if (undoManager_ && undoManager_->canRedo()) undoManager_->redo();
+    return takeEffects();
 }
 
 // Page-list edits on the current page
@@ -69,28 +89,33 @@ void PageInkEditor::addPointSets(const KVSPointSetArrayPtr& pointSets) {
     addPointSets(currentPage_, pointSets);
 }
 
-void PageInkEditor::addPointSets(const KVSPointSetArrayPtr& pointSets, const IndexList& indices) {
+EditorEffects PageInkEditor::addPointSets(const KVSPointSetArrayPtr& pointSets, const IndexList& indices) {
     addPointSets(currentPage_, pointSets, indices);
+    return takeEffects();
 }
 
-void PageInkEditor::removePointSets(const KVSPointSetArrayPtr& pointSets) {
+EditorEffects PageInkEditor::removePointSets(const KVSPointSetArrayPtr& pointSets) {
     removePointSets(currentPage_, pointSets);
+    return takeEffects();
 }
 
 void PageInkEditor::addPointSetsAtBack(const KVSPointSetArrayPtr& pointSets) {
     addPointSetsAtBack(currentPage_, pointSets);
 }
 
-void PageInkEditor::removePointSetsFromBack(const KVSPointSetArrayPtr& pointSets) {
+EditorEffects PageInkEditor::removePointSetsFromBack(const KVSPointSetArrayPtr& pointSets) {
     removePointSetsFromBack(currentPage_, pointSets);
+    return takeEffects();
 }
 
-void PageInkEditor::clearBoard() {
+EditorEffects PageInkEditor::clearBoard() {
     clearBoard(currentPage_);
+    return takeEffects();
 }
 
-void PageInkEditor::undoClearBoard(const KVSPointSetArrayPtr& oldPointSets) {
+EditorEffects PageInkEditor::undoClearBoard(const KVSPointSetArrayPtr& oldPointSets) {
     undoClearBoard(currentPage_, oldPointSets);
+    return takeEffects();
 }
 
 // Page-list edits on a given page
@@ -100,9 +125,8 @@ KVSPointSetArray& PageInkEditor::inkOf(FoliantPage& page) {
     return *page.pointSets;
 }
 
-void PageInkEditor::didChangeInk() {
-    isFrameUpdateNeeded = true;
-    call(hooks_.registerDocumentChange);
+void PageInkEditor::didChangeInk(const PageRef& page) {
+    note({.repaint = isCurrent(page), .bookChanged = true});
 }
 
 void PageInkEditor::addPointSets(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
@@ -112,7 +136,7 @@ void PageInkEditor::addPointSets(const PageRef& page, const KVSPointSetArrayPtr&
     // A copy of the list first: the page's own array may be the argument.
     const std::vector<KVSPointSetPtr> added = pointSets->pointSets();
     runs.insert(runs.end(), added.begin(), added.end());
-    didChangeInk();
+    didChangeInk(page);
 }
 
 void PageInkEditor::addPointSets(const PageRef& page, const KVSPointSetArrayPtr& pointSets,
@@ -125,7 +149,7 @@ void PageInkEditor::addPointSets(const PageRef& page, const KVSPointSetArrayPtr&
         const std::size_t at = k < indices.size() ? std::min(indices[k], runs.size()) : runs.size();
         runs.insert(runs.begin() + static_cast<std::ptrdiff_t>(at), added[k]);
     }
-    didChangeInk();
+    didChangeInk(page);
 }
 
 void PageInkEditor::removePointSets(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
@@ -135,8 +159,7 @@ void PageInkEditor::removePointSets(const PageRef& page, const KVSPointSetArrayP
     if (!removed) return;
     undoManagerForPage(*page).registerUndo(
         [this, page, removed, indices] { addPointSets(page, removed, indices); });
-    call(hooks_.clearSelection);
-    didChangeInk();
+    didChangeInk(page);
 }
 
 void PageInkEditor::addPointSetsAtBack(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
@@ -147,7 +170,7 @@ void PageInkEditor::addPointSetsAtBack(const PageRef& page, const KVSPointSetArr
     const std::vector<KVSPointSetPtr> added = pointSets->pointSets();
     for (auto it = added.rbegin(); it != added.rend(); ++it)
         runs.insert(runs.begin(), *it);
-    didChangeInk();
+    didChangeInk(page);
 }
 
 void PageInkEditor::removePointSetsFromBack(const PageRef& page, const KVSPointSetArrayPtr& pointSets) {
@@ -155,8 +178,7 @@ void PageInkEditor::removePointSetsFromBack(const PageRef& page, const KVSPointS
     const KVSPointSetArrayPtr removed = takeRuns(*page, pointSets, nullptr);
     if (!removed) return;
     undoManagerForPage(*page).registerUndo([this, page, removed] { addPointSetsAtBack(page, removed); });
-    call(hooks_.clearSelection);
-    didChangeInk();
+    didChangeInk(page);
 }
 
 KVSPointSetArrayPtr PageInkEditor::takeRuns(FoliantPage& page, const KVSPointSetArrayPtr& pointSets,
@@ -192,29 +214,61 @@ void PageInkEditor::clearBoard(const PageRef& page) {
     if (!page) return;
     KVSPointSetArrayPtr old = page->pointSets ? page->pointSets : std::make_shared<KVSPointSetArray>();
     undoManagerForPage(*page).registerUndo([this, page, old] { undoClearBoard(page, old); });
+    page->pointSets = std::make_shared<KVSPointSetArray>();
     // The surface, the ink snapshot and the stroke in progress belong to the page on screen.
     const bool onScreen = isCurrent(page);
-    if (onScreen) {
-        call(hooks_.deleteInkSnapshotTexture);
-        call(hooks_.forgetCurrentLine);
-    }
-    page->pointSets = std::make_shared<KVSPointSetArray>();
-    if (onScreen) call(hooks_.eraseView);
-    call(hooks_.registerDocumentChange);
+    note({.repaint = onScreen, .inkReplaced = onScreen, .bookChanged = true, .strokeDropped = onScreen});
 }
 
 void PageInkEditor::undoClearBoard(const PageRef& page, const KVSPointSetArrayPtr& oldPointSets) {
     if (!page) return;
     undoManagerForPage(*page).registerUndo([this, page] { clearBoard(page); });
     page->pointSets = oldPointSets ? oldPointSets : std::make_shared<KVSPointSetArray>();
-    didChangeInk();
+    note({.inkReplaced = isCurrent(page)});
+    didChangeInk(page);
 }
 
 // Erasing
 
-void PageInkEditor::addUndoToRevertToPointsetsSnapshot(const KVSPointSetArrayPtr& snapshot) {
+EditorEffects PageInkEditor::beginErasing() {
+    if (isErasing()) endErasing();
+    if (!currentPage_) return takeEffects();
+    KVSPointSetArray& ink = inkOf(*currentPage_);
+    erasingSnapshot_ = currentPage_->pointSets;
+    currentPage_->pointSets = KVSPointSetArray::initWithPointSetArray(ink);
+    note(EditorEffects::newInk());
+    return takeEffects();
+}
+
+EditorEffects PageInkEditor::eraseInCircle(const Rect& circle, const KColor* onlyColor) {
+    if (!isErasing() || !currentPage_ || !currentPage_->pointSets) return {};
+    KVSPointSetArray& ink = *currentPage_->pointSets;
+    const bool removed = onlyColor ? ink.removePointsInCircle(circle, false, *onlyColor)
+                                   : ink.removePointsInCircle(circle, false);
+    return {.repaint = removed};
+}
+
+EditorEffects PageInkEditor::cancelErasing() {
+    if (!isErasing()) return {};
+    if (currentPage_) currentPage_->pointSets = std::move(erasingSnapshot_);
+    erasingSnapshot_.reset();
+    note(EditorEffects::newInk());
+    return takeEffects();
+}
+
+EditorEffects PageInkEditor::endErasing() {
+    if (!isErasing()) return {};
+    const KVSPointSetArrayPtr snapshot = std::move(erasingSnapshot_);
+    erasingSnapshot_.reset();
+    note(addUndoToRevertToPointsetsSnapshot(snapshot));
+    if (currentPage_ && currentPage_->pointSets) currentPage_->pointSets->removeEmptyPointSets();
+    note(EditorEffects::newInk());
+    return takeEffects();
+}
+
+EditorEffects PageInkEditor::addUndoToRevertToPointsetsSnapshot(const KVSPointSetArrayPtr& snapshot) {
     const PageRef page = currentPage_;
-    if (!page || !snapshot) return;
+    if (!page || !snapshot) return takeEffects();
     const std::vector<KVSPointSetPtr> before = snapshot->pointSets();
     const std::vector<KVSPointSetPtr> live = inkOf(*page).pointSets();
 
@@ -242,7 +296,8 @@ void PageInkEditor::addUndoToRevertToPointsetsSnapshot(const KVSPointSetArrayPtr
     }
 
     page->pointSets = kept;
-    if (oldRuns->count() == 0 && newRuns->count() == 0) return;
+    note(EditorEffects::newInk());
+    if (oldRuns->count() == 0 && newRuns->count() == 0) return takeEffects();
 
     UndoManager& manager = undoManagerForPage(*page);
     if (oldRuns->count() > 0) {
@@ -251,7 +306,8 @@ void PageInkEditor::addUndoToRevertToPointsetsSnapshot(const KVSPointSetArrayPtr
     if (newRuns->count() > 0) {
         manager.registerUndo([this, page, newRuns] { removePointSets(page, newRuns); });
     }
-    didChangeInk();
+    didChangeInk(page);
+    return takeEffects();
 }
 
 }  // namespace velumen

@@ -1,5 +1,7 @@
-// The editor's core of page ink: the current page, one undo stack per page, and the page-list edits,
-// each of which records its exact inverse on the stack of the page it edits.
+// The one place where a page's content changes: the current page, one undo stack per page, the page-list
+// edits, each of which records its exact inverse on the stack of the page it edits, and the eraser's
+// gesture on a private copy of the page's list. Every change also notes what it changed (EditorEffects);
+// the owner takes those once per event, whether the change came from a gesture, an undo or a page turn.
 #pragma once
 
 #include <cstddef>
@@ -8,29 +10,22 @@
 #include <memory>
 #include <vector>
 
+#include "document/EditorEffects.h"
 #include "document/FoliantPage.h"
 #include "document/UndoManager.h"
 #include "ink/InkCommitTarget.h"
+#include "ink/KColor.h"
+#include "ink/KGeometry.h"
 #include "ink/KVSPointSetArray.h"
 
 namespace velumen {
 
-// What the edits ask of the views around them. Any member may be empty.
+// The one call the editor makes outward. May be empty.
 struct PageInkEditorHooks {
-    // Drops the selection, which points into live run buffers.
-    std::function<void()> clearSelection;
-    std::function<void()> deleteInkSnapshotTexture;
-    // Drops the stroke sampler's current line and its lines.
-    std::function<void()> forgetCurrentLine;
-    // Clears the GL surface.
-    std::function<void()> eraseView;
-    // Marks the book dirty.
-    std::function<void()> registerDocumentChange;
-    // Enables the undo and redo buttons by the current stack.
-    std::function<void()> updateUndoToolbarButtons;
-    // An edit opened a new undo group on some page's stack: the owner of the event loop closes it
-    // (endUndoGrouping) once the present turn of the loop is over, so that every user action is one step.
-    std::function<void()> undoGroupOpened;
+    // The editor holds effects not yet taken, or an edit opened a new undo group: the owner of the event
+    // loop takes the effects (takeEffects) and closes the groups (endUndoGrouping) once the present turn of
+    // the loop is over, so that every user action is one undo step and its effects are applied once.
+    std::function<void()> needsSettling;
 };
 
 class PageInkEditor : public InkCommitTarget {
@@ -45,7 +40,7 @@ class PageInkEditor : public InkCommitTarget {
 
     PageInkEditorHooks& hooks() { return hooks_; }
 
-    // Turns to the page (or to none) and to its undo stack.
+    // Turns to the page (or to none) and to its undo stack; an erasure in progress is ended first.
     void setCurrentPage(PageRef page);
     const PageRef& currentPage() const { return currentPage_; }
 
@@ -59,32 +54,48 @@ class PageInkEditor : public InkCommitTarget {
     void removeAllUndoManagers();
     // The end of an event: closes the open group of every stack.
     void endUndoGrouping();
-    // Called by the current stack at each checkpoint: toolbar buttons, then registerDocumentChange.
-    void undoManagerDidUpdate();
+    // Undoes or redoes the current page's last group; nothing when there is none. The effects are those of
+    // every edit that the group ran.
+    EditorEffects undo();
+    EditorEffects redo();
 
-    // Set by every edit that changes what the page shows; the owner of the frame loop reads and clears it.
-    bool isFrameUpdateNeeded = false;
+    // What the edits since the last call changed; the record starts empty again.
+    EditorEffects takeEffects();
 
-    // Page-list edits on the current page. With no current page they do nothing.
+    // Page-list edits on the current page. With no current page they do nothing. The stroke engine commits
+    // through the first and the fourth; their effects wait for takeEffects.
     // Appends the runs by reference.
     void addPointSets(const KVSPointSetArrayPtr& pointSets) override;
     // Inserts run k at index k of the list, in list order; an index past the end appends, and a run
     // without an index is appended.
-    void addPointSets(const KVSPointSetArrayPtr& pointSets, const IndexList& indices);
+    EditorEffects addPointSets(const KVSPointSetArrayPtr& pointSets, const IndexList& indices);
     // Removes every occurrence of the runs, noting their indices for the inverse.
-    void removePointSets(const KVSPointSetArrayPtr& pointSets);
+    EditorEffects removePointSets(const KVSPointSetArrayPtr& pointSets);
     // Inserts at the bottom of the ink, keeping the array's order.
     void addPointSetsAtBack(const KVSPointSetArrayPtr& pointSets) override;
-    void removePointSetsFromBack(const KVSPointSetArrayPtr& pointSets);
-    // Gives the page a new empty list; does not set isFrameUpdateNeeded (the view is erased instead).
-    void clearBoard();
+    EditorEffects removePointSetsFromBack(const KVSPointSetArrayPtr& pointSets);
+    // Gives the page a new empty list; a stroke in progress on it is dropped.
+    EditorEffects clearBoard();
     // Gives the page back the very list that clearBoard took.
-    void undoClearBoard(const KVSPointSetArrayPtr& oldPointSets);
-    // Ends an erasing gesture: compares the snapshot taken at touch-down with the page's list index by
-    // index, keeps the snapshot's run wherever the length did not change, and records one undo step
-    // that brings back the old runs and removes their shortened copies. Records nothing when nothing
-    // changed. Empty runs stay in the page's list for the caller to remove.
-    void addUndoToRevertToPointsetsSnapshot(const KVSPointSetArrayPtr& snapshot);
+    EditorEffects undoClearBoard(const KVSPointSetArrayPtr& oldPointSets);
+
+    // ---- Erasing ----
+    // The start of an erasing gesture: the page erases on a copy of its list, and the list as it was is
+    // kept, so that cancelErasing can put it back without a trace. A gesture already running is ended first.
+    EditorEffects beginErasing();
+    bool isErasing() const { return erasingSnapshot_ != nullptr; }
+    // One stamp of the eraser: removes the dots within the square's inscribed circle (only those of
+    // `onlyColor`, alpha aside, when given). Emptied runs stay, so that indices hold during the gesture.
+    EditorEffects eraseInCircle(const Rect& circle, const KColor* onlyColor = nullptr);
+    // The page gets back its list as it was at beginErasing.
+    EditorEffects cancelErasing();
+    // The end of the gesture: one undo step for what went, then the emptied runs leave the list.
+    EditorEffects endErasing();
+    // Compares the snapshot taken at touch-down with the page's list index by index, keeps the snapshot's
+    // run wherever the length did not change, and records one undo step that brings back the old runs and
+    // removes their shortened copies. Records nothing when nothing changed. Empty runs stay in the page's
+    // list for the caller to remove.
+    EditorEffects addUndoToRevertToPointsetsSnapshot(const KVSPointSetArrayPtr& snapshot);
 
   private:
     // The same edits on an explicit page; the closures recorded capture that page, so that an undo
@@ -102,12 +113,14 @@ class PageInkEditor : public InkCommitTarget {
     // holds exactly those), with their old indices when asked; nullptr when none was on the page.
     KVSPointSetArrayPtr takeRuns(FoliantPage& page, const KVSPointSetArrayPtr& pointSets, IndexList* indices);
     bool isCurrent(const PageRef& page) const { return page && page == currentPage_; }
-    void didChangeInk();
-    static void call(const std::function<void()>& hook) {
-        if (hook) hook();
-    }
+    // Notes effects for takeEffects; the owner is asked to settle when the record was empty.
+    void note(const EditorEffects& effects);
+    // A page's ink changed: repaint and a book change (a repaint only matters for the page on screen).
+    void didChangeInk(const PageRef& page);
 
     PageInkEditorHooks hooks_;
+    EditorEffects pending_;
+    KVSPointSetArrayPtr erasingSnapshot_;
     PageRef currentPage_;
     UndoManager* undoManager_ = nullptr;
     std::map<FoliantPage::PageId, std::unique_ptr<UndoManager>> undoManagers_;

@@ -5,16 +5,17 @@
 
 namespace velumen {
 
-StrokeSampler::StrokeSampler(InkCommitTarget& target, const Clock& clock) : target_(target), clock_(clock) {
+StrokeSampler::StrokeSampler(InkCommitTarget& target, const Clock& clock, const ViewTransform& view)
+    : target_(target), clock_(clock), view_(view) {
     updateInkAcceleration();
 }
 
 Point StrokeSampler::eaglPointFromViewPoint(Point viewPoint) const {
-    return {(viewPoint.x - inkPanDelta.x) / zoomFactor, (viewPoint.y - inkPanDelta.y) / zoomFactor};
+    return {(viewPoint.x - view_.inkPanDelta.x) / zoomFactor(), (viewPoint.y - view_.inkPanDelta.y) / zoomFactor()};
 }
 
 Point StrokeSampler::viewPointFromEaglPoint(Point canvasPoint) const {
-    return {canvasPoint.x * zoomFactor + inkPanDelta.x, canvasPoint.y * zoomFactor + inkPanDelta.y};
+    return {canvasPoint.x * zoomFactor() + view_.inkPanDelta.x, canvasPoint.y * zoomFactor() + view_.inkPanDelta.y};
 }
 
 // ---- Pens ----
@@ -37,9 +38,7 @@ void StrokeSampler::usePenSettings(std::int64_t index, const PenTables& tables) 
     if (inkType >= 0 && static_cast<std::size_t>(inkType) < tables.currentPenColors.size()) {
         currentLineColor = tables.currentPenColors[static_cast<std::size_t>(inkType)];
     }
-    if (updatePenToolbarIcon) updatePenToolbarIcon();
     updateInkAcceleration();
-    if (selectPenButton) selectPenButton(index);
 }
 
 void StrokeSampler::setPenTypeIndex(std::int64_t index, float width, PenTables& tables) {
@@ -48,7 +47,6 @@ void StrokeSampler::setPenTypeIndex(std::int64_t index, float width, PenTables& 
     if (inkType >= 0 && static_cast<std::size_t>(inkType) < tables.currentPenColors.size()) {
         currentLineColor = tables.currentPenColors[static_cast<std::size_t>(inkType)];
     }
-    if (updatePenToolbarIcon) updatePenToolbarIcon();
     updateInkAcceleration();
     if (index >= 0 && static_cast<std::uint64_t>(index) < tables.penWidths.size()) {
         tables.penWidths[static_cast<std::size_t>(index)] = width;
@@ -65,7 +63,6 @@ void StrokeSampler::setPenColor(const KColor& color, PenTables& tables) {
     if (inkType >= 0 && static_cast<std::size_t>(inkType) < tables.currentPenColors.size()) {
         tables.currentPenColors[static_cast<std::size_t>(inkType)] = color;
     }
-    if (updatePenToolbarIcon) updatePenToolbarIcon();
 }
 
 // ---- Taking samples ----
@@ -151,7 +148,7 @@ float StrokeSampler::speedScale() const {
 
 float StrokeSampler::speedArgument(float length) const {
     // Single precision throughout, left to right: the zoom is a float like the length and the scale.
-    return length * static_cast<float>(zoomFactor) * speedScale();
+    return length * static_cast<float>(zoomFactor()) * speedScale();
 }
 
 KVSPointSetPtr StrokeSampler::appendRun(std::uint64_t count) {
@@ -176,7 +173,7 @@ void StrokeSampler::drawBezierInterpolatedLastSegment(const KLine& line, bool co
     const bool atBack = shouldRenderCurrentLineAtBack();
     const bool render = renderer != nullptr && !skipRendering;
     if (!currentPointSets) currentPointSets = std::make_shared<KVSPointSetArray>();
-    if (render) renderer->beginSegment(line.color, atBack, *currentPointSets, zoomFactor, inkPanDelta);
+    if (render) renderer->beginSegment(line.color, atBack, *currentPointSets, zoomFactor(), view_.inkPanDelta);
 
     if (n == 2) {
         const Point p0 = line.points[0];
@@ -318,7 +315,6 @@ void StrokeSampler::commitCurrentLine() {
 void StrokeSampler::cancelCurrentLine() {
     currentLine.reset();
     currentPointSets.reset();
-    if (setFrameUpdateNeeded) setFrameUpdateNeeded();
 }
 
 }  // namespace velumen

@@ -16,6 +16,7 @@
 #include "ink/KVSPointSet.h"
 #include "ink/KVSPointSetArray.h"
 #include "ink/Pens.h"
+#include "ink/ViewTransform.h"
 
 namespace velumen {
 
@@ -64,7 +65,9 @@ class StrokeSampler {
     // Bound on the points of one straight segment, against degenerate steps.
     static constexpr std::int64_t kStraightSegmentLimit = 1000000;
 
-    StrokeSampler(InkCommitTarget& target, const Clock& clock);
+    // `view` is the transform of the page on screen, owned by the caller and read at every sample; it
+    // must outlive the sampler.
+    StrokeSampler(InkCommitTarget& target, const Clock& clock, const ViewTransform& view);
 
     // --- Pen state ---
     InkType inkType = InkTypeFountainPen;
@@ -87,17 +90,8 @@ class StrokeSampler {
     KVSPointSetPtr firstAddedPointset;
     std::vector<KLine> lines;
 
-    // --- View transform, set by the owner ---
-    double zoomFactor = 1.0;
-    Point inkPanDelta;
-
-    // --- Owner hooks; any may be empty ---
+    // The surface that live strokes are drawn on; null draws nothing (the ink still goes to the page).
     StrokeRenderer* renderer = nullptr;
-    std::function<void()> updatePenToolbarIcon;
-    // Deselect every pen button and select the one at the index.
-    std::function<void(std::int64_t)> selectPenButton;
-    // The page must be repainted on the next frame.
-    std::function<void()> setFrameUpdateNeeded;
 
     Point eaglPointFromViewPoint(Point viewPoint) const;
     Point viewPointFromEaglPoint(Point canvasPoint) const;
@@ -146,8 +140,11 @@ class StrokeSampler {
     // the product length x zoom x speed scale taken in single precision.
     float speedArgument(float length) const;
 
+    double zoomFactor() const { return view_.zoomFactor; }
+
     InkCommitTarget& target_;
     const Clock& clock_;
+    const ViewTransform& view_;
     const KLine* steppedLine_ = nullptr;
 };
 

@@ -18,34 +18,34 @@ std::optional<DeviceProfile> deviceProfileFromName(std::string_view name) {
 }
 
 Point EditorViewport::eaglPointFromViewPoint(Point p) const {
-    return {(p.x - inkPanDelta.x) / zoomFactor, (p.y - inkPanDelta.y) / zoomFactor};
+    return {(p.x - view.inkPanDelta.x) / view.zoomFactor, (p.y - view.inkPanDelta.y) / view.zoomFactor};
 }
 
 Point EditorViewport::viewPointFromEaglPoint(Point p) const {
-    return {p.x * zoomFactor + inkPanDelta.x, p.y * zoomFactor + inkPanDelta.y};
+    return {p.x * view.zoomFactor + view.inkPanDelta.x, p.y * view.zoomFactor + view.inkPanDelta.y};
 }
 
 Rect EditorViewport::eaglRectFromViewRect(const Rect& r) const {
     const Point origin = eaglPointFromViewPoint({r.x, r.y});
-    return {origin.x, origin.y, r.width / zoomFactor, r.height / zoomFactor};
+    return {origin.x, origin.y, r.width / view.zoomFactor, r.height / view.zoomFactor};
 }
 
 Rect EditorViewport::viewRectFromEaglRect(const Rect& r) const {
     const Point origin = viewPointFromEaglPoint({r.x, r.y});
-    return {origin.x, origin.y, r.width * zoomFactor, r.height * zoomFactor};
+    return {origin.x, origin.y, r.width * view.zoomFactor, r.height * view.zoomFactor};
 }
 
 void EditorViewport::storeInBook() {
     if (!document) return;
     document->setPanDelta(panDelta);
-    document->setZoomFactor(zoomFactor);
+    document->setZoomFactor(view.zoomFactor);
 }
 
 void EditorViewport::setCanvasPoint(Point c, Point v, float zoom) {
     if (!std::isfinite(zoom) || zoom <= 0 || !std::isfinite(c.x) || !std::isfinite(c.y) ||
         !std::isfinite(v.x) || !std::isfinite(v.y))
         return;
-    zoomFactor = zoom;
+    view.zoomFactor = zoom;
     const double z = zoom;
     panDelta = {v.x - c.x * z, v.y - c.y * z};
     updateInkPanDelta();
@@ -66,12 +66,12 @@ float EditorViewport::getRatioOfCurrent(float current, float initial, float boun
 }
 
 void EditorViewport::updateInkPanDeltaForFrameSize(Size frameSize) {
-    inkPanDelta = panDelta;
-    const float overX = static_cast<float>(canvasSize.width * zoomFactor - frameSize.width);
-    const float overY = static_cast<float>(canvasSize.height * zoomFactor - frameSize.height);
-    viewPanDelta.x = getViewPan(static_cast<float>(inkPanDelta.x), -overX, 0);
-    viewPanDelta.y = getViewPan(static_cast<float>(inkPanDelta.y), -overY, 0);
-    inkPanDelta = {panDelta.x - viewPanDelta.x, panDelta.y - viewPanDelta.y};
+    view.inkPanDelta = panDelta;
+    const float overX = static_cast<float>(kPageSize.width * view.zoomFactor - frameSize.width);
+    const float overY = static_cast<float>(kPageSize.height * view.zoomFactor - frameSize.height);
+    viewPanDelta.x = getViewPan(static_cast<float>(view.inkPanDelta.x), -overX, 0);
+    viewPanDelta.y = getViewPan(static_cast<float>(view.inkPanDelta.y), -overY, 0);
+    view.inkPanDelta = {panDelta.x - viewPanDelta.x, panDelta.y - viewPanDelta.y};
     surfaceTranslation = viewPanDelta;
     if (setSurfaceTranslation) setSurfaceTranslation(viewPanDelta);
 }
@@ -82,10 +82,10 @@ void EditorViewport::ensurePanZoomAreInBoundsForFrameSize(Size frameSize) {
     if (!(bookZoom >= minZoomFactor)) bookZoom = minZoomFactor;  // NaN too
     if (bookZoom > maxZoomFactor) bookZoom = maxZoomFactor;
     document->setZoomFactor(bookZoom);
-    zoomFactor = bookZoom;
+    view.zoomFactor = bookZoom;
     document->setPanDelta(panDelta);
-    const double overX = canvasSize.width * zoomFactor - frameSize.width;
-    const double overY = canvasSize.height * zoomFactor - frameSize.height;
+    const double overX = kPageSize.width * view.zoomFactor - frameSize.width;
+    const double overY = kPageSize.height * view.zoomFactor - frameSize.height;
     Point limited = panDelta;
     if (limited.x > 0 || !std::isfinite(limited.x))
         limited.x = 0;
@@ -118,10 +118,10 @@ bool EditorViewport::zoomStep(Point mid, float distance, Point touchDownCanvasPo
     const float ratio = getRatioOfCurrent(distance, zoomInitialTouchDistance, kZoomDeadBand);
     float z = ratio * preTouchZoomFactor;
     z = std::clamp(z, minZoomFactor, maxZoomFactor);
-    const float oldZoom = zoomFactor;
-    const Point oldInk = inkPanDelta;
+    const float oldZoom = view.zoomFactor;
+    const Point oldInk = view.inkPanDelta;
     setCanvasPoint(touchDownCanvasPoint, mid, z);
-    const bool moved = zoomFactor != oldZoom || inkPanDelta.x != oldInk.x || inkPanDelta.y != oldInk.y;
+    const bool moved = view.zoomFactor != oldZoom || view.inkPanDelta.x != oldInk.x || view.inkPanDelta.y != oldInk.y;
     if (moved && redrawAllLines) redrawAllLines();
     return moved;
 }
@@ -129,7 +129,7 @@ bool EditorViewport::zoomStep(Point mid, float distance, Point touchDownCanvasPo
 void EditorViewport::setZoomLimitsForFrameSize(Size frameSize) {
     if (!(frameSize.width > 0) || !(frameSize.height > 0)) return;
     minZoomFactor =
-        static_cast<float>(std::max(frameSize.width / kCanvasWidth, frameSize.height / kCanvasHeight));
+        static_cast<float>(std::max(frameSize.width / kPageSize.width, frameSize.height / kPageSize.height));
     maxZoomFactor = kMaxZoomOverMin * minZoomFactor;
 }
 
@@ -174,20 +174,20 @@ void EditorViewport::handleDocumentChanged() {
     if (!(zoom >= minZoomFactor)) zoom = minZoomFactor;
     if (zoom > maxZoomFactor) zoom = maxZoomFactor;
     if (zoom != document->zoomFactor()) document->setZoomFactor(zoom);
-    zoomFactor = zoom;
+    view.zoomFactor = zoom;
     if (!std::isfinite(panDelta.x) || !std::isfinite(panDelta.y)) panDelta = {0, 0};
     updateInkPanDelta();
     resetViewPanDelta();
 }
 
 Rect EditorViewport::currentFrame() const {
-    return {(viewPanDelta.x - panDelta.x) / zoomFactor, (viewPanDelta.y - panDelta.y) / zoomFactor,
-            eaglFrameSize.width / zoomFactor, eaglFrameSize.height / zoomFactor};
+    return {(viewPanDelta.x - panDelta.x) / view.zoomFactor, (viewPanDelta.y - panDelta.y) / view.zoomFactor,
+            eaglFrameSize.width / view.zoomFactor, eaglFrameSize.height / view.zoomFactor};
 }
 
 std::string EditorViewport::percentageText() const {
     const Rect frame = currentFrame();
-    const double value = std::min(canvasSize.width / frame.width, canvasSize.height / frame.height);
+    const double value = std::min(kPageSize.width / frame.width, kPageSize.height / frame.height);
     char buffer[48];
     const auto [end, ec] =
         std::to_chars(buffer, buffer + sizeof buffer - 1, value, std::chars_format::fixed, 1);

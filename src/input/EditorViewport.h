@@ -1,4 +1,4 @@
-// The editor's view onto the page: the page is a fixed canvas of 1536 by 1920 units shown through a view
+// The editor's view onto the page: the page is a fixed canvas (kPageSize) shown through a view
 // of any size. This holds the mapping between the two, how far zoom and pan may go, and the overshoot
 // past the page's edge, which moves the surface instead of the ink so that it costs no repaint. It knows
 // no window: the editor gives it the surface's size and hooks to move the surface and to repaint.
@@ -9,6 +9,7 @@
 
 #include "document/FoliantData.h"
 #include "ink/KGeometry.h"
+#include "ink/ViewTransform.h"
 
 namespace velumen {
 
@@ -29,18 +30,15 @@ struct ZoomLimits {
 
 class EditorViewport {
   public:
-    static constexpr double kCanvasWidth = 1536;
-    static constexpr double kCanvasHeight = 1920;
     // Finger distance must change this much before a pinch zooms.
     static constexpr float kZoomDeadBand = 5.0f;
     static constexpr float kMaxZoomOverMin = 12.0f;
 
-    Size canvasSize{kCanvasWidth, kCanvasHeight};
-    float zoomFactor = 1.0f;
+    // The one transform of the page on screen: the stroke engine and the compositor read it.
+    ViewTransform view;
     float minZoomFactor = 1.0f;
     float maxZoomFactor = 12.0f;
     Point panDelta;
-    Point inkPanDelta;
     Point viewPanDelta;
     // The surface's size (eaglFrame) and its size when no keyboard is up.
     Size eaglFrameSize{768, 1024};

@@ -4,16 +4,9 @@
 
 namespace velumen {
 
-namespace {
-// Modes whose gesture near the edge goes on: drawing and the lasso.
-constexpr std::int32_t kDrawMode = 1;
-constexpr std::int32_t kSelectMode = 5;
-}  // namespace
-
-bool ScreenEdgeSwipes::touchBegan(const TouchRecord& touch, std::size_t touchesDown) {
+bool ScreenEdgeSwipes::touchBegan(const TouchRecord& touch, std::size_t touchesDown, bool pageKeepsTouch) {
     tracked_.reset();
     if (!enabled || touchesDown != 1 || !std::isfinite(touch.location.x)) return false;
-    if (disableScreenPanning && disableScreenPanning()) return false;
     const double x = touch.location.x;
     Edge edge;
     if (x >= viewWidth - kEdgeZone && x <= viewWidth)
@@ -22,8 +15,7 @@ bool ScreenEdgeSwipes::touchBegan(const TouchRecord& touch, std::size_t touchesD
         edge = Edge::Left;
     else
         return false;
-    const std::int32_t mode = touchMode ? touchMode() : 0;
-    const bool claimed = mode != kDrawMode && mode != kSelectMode;
+    const bool claimed = !pageKeepsTouch;
     tracked_ = Tracked{touch.id, edge, x, touch.timestamp, claimed};
     return claimed;
 }

@@ -19,21 +19,19 @@ class ScreenEdgeSwipes {
     static constexpr double kTurnDistance = 80;
     static constexpr double kTurnSeconds = 0.2;
 
-    // Off on tablets.
+    // Off on tablets, and when the user turned swipes off.
     bool enabled = false;
     double viewWidth = 0;
 
     // ---- Hooks; any may be empty ----
-    std::function<bool()> disableScreenPanning;
-    // The touch mode the page is in after it saw the touch go down.
-    std::function<std::int32_t()> touchMode;
     // The swipe turned the page: drop a stroke, leave the gesture, then the next (right edge) or previous
     // (left edge) page.
     std::function<void(Edge)> edgePanned;
 
-    // After the page saw the touch go down, with the number of touches now down. True when the swipe
-    // claims the touch: the page must take it as cancelled and hear no more of it.
-    bool touchBegan(const TouchRecord& touch, std::size_t touchesDown);
+    // After the page saw the touch go down, with the number of touches now down and whether the page's
+    // gesture keeps it (drawing does). True when the swipe claims the touch: the page must take it as
+    // cancelled and hear no more of it.
+    bool touchBegan(const TouchRecord& touch, std::size_t touchesDown, bool pageKeepsTouch);
     // Before the page sees the movement. True when the page turned.
     bool touchMoved(const TouchRecord& touch);
     void touchEnded(std::int64_t id);

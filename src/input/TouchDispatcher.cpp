@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "shell/FoliantGlobals.h"
 
 namespace velumen {
 
@@ -32,9 +31,12 @@ TouchEvent usable(const TouchEvent& event) {
 
 }  // namespace
 
-TouchDispatcher::TouchDispatcher(StrokeSampler& sampler, EditorViewport& viewport,
-                                 const FoliantGlobals& globals)
-    : sampler_(sampler), viewport_(viewport), globals_(globals) {}
+TouchDispatcher::TouchDispatcher(EditorViewport& viewport) : viewport_(viewport) {}
+
+Tool* TouchDispatcher::currentTool() const {
+    const auto it = tools_.find(touchMode);
+    return it == tools_.end() ? nullptr : it->second;
+}
 
 std::vector<TouchRecord> TouchDispatcher::getFilteredTouchesWithEvent(const TouchEvent& event) const {
     std::vector<TouchRecord> all;
@@ -46,7 +48,7 @@ std::vector<TouchRecord> TouchDispatcher::getFilteredTouchesWithEvent(const Touc
         if (t.type == TouchType::Stylus) styluses.push_back(t);
     }
     if (!styluses.empty()) return styluses;
-    if (!globals_.disablePalmRejection()) {
+    if (!policy.disablePalmRejection) {
         const bool reportsArea = std::any_of(all.begin(), all.end(),
                                              [](const TouchRecord& t) { return t.majorRadius.has_value(); });
         if (reportsArea) {
@@ -91,154 +93,102 @@ float TouchDispatcher::getTwoFingerTouchDistance(const std::vector<TouchRecord>&
     return static_cast<float>(distancefromPoint(touches[0].location, touches[1].location));
 }
 
-void TouchDispatcher::syncSamplerTransform() {
-    sampler_.zoomFactor = viewport_.zoomFactor;
-    sampler_.inkPanDelta = viewport_.inkPanDelta;
-}
-
-void TouchDispatcher::restoreErasureSnapshot() {
-    if (!snapshotPointSetsBeforeErasing) return;
-    if (document) document->setPointSets(snapshotPointSetsBeforeErasing);
-    snapshotPointSetsBeforeErasing.reset();
-    if (hooks.pageInkReplaced) hooks.pageInkReplaced();
-}
-
-void TouchDispatcher::touchesBegan(const std::vector<TouchRecord>& rawTouches, const TouchEvent& rawEvent) {
+EditorEffects TouchDispatcher::touchesBegan(const std::vector<TouchRecord>& rawTouches,
+                                           const TouchEvent& rawEvent) {
     const std::vector<TouchRecord> touches = usable(rawTouches);
     const TouchEvent event = usable(rawEvent);
-    if (touches.empty() && !rawTouches.empty()) return;  // nothing usable began
-    // 1, 2. A resting hand on the guard; any touch while a stylus draws.
-    if (areTouchesOnlyOnWristGuard(touches)) return;
-    if (_isDrawingWithStylus) return;
-    syncSamplerTransform();
-    // 3. A further finger on a stroke: a short one dies, a longer one is kept.
-    if (touchMode == TouchModeDraw && sampler_.currentLine) {
-        if (sampler_.currentLine->points.size() < kMinRawPointsToKeep)
-            sampler_.cancelCurrentLine();
-        else
-            sampler_.commitCurrentLine();
-    }
-    // 4.
+    if (touches.empty() && !rawTouches.empty()) return {};  // nothing usable began
+    // A resting hand on the guard; any touch while a stylus draws.
+    if (areTouchesOnlyOnWristGuard(touches)) return {};
+    if (_isDrawingWithStylus) return {};
+    EditorEffects effects;
+    // A further touch during a single-pointer gesture interrupts it (a short stroke dies, a longer one is
+    // kept; an erasure is put back).
+    if (Tool* tool = currentTool()) effects |= tool->interrupt();
     const std::vector<TouchRecord> filtered = getFilteredTouchesWithEvent(event);
-    // 6.
-    touchMode = TouchModeNone;
+    touchMode = TouchMode::None;
     didTouchMove = false;
 
-    // 8. Anything but one touch.
+    // Anything but one touch: two start pan and zoom.
     if (filtered.size() != 1) {
-        if (hooks.deleteInkSnapshotTexture) hooks.deleteInkSnapshotTexture();
-        sampler_.currentLine.reset();
-        sampler_.startNewLine();
-        restoreErasureSnapshot();
-        if (filtered.size() != 2) return;
+        if (filtered.size() != 2) return effects;
         touchDownCanvasPoint = viewport_.eaglPointFromViewPoint(getMidTouchPointInSurface(filtered));
         touchDownViewPoint = getMidTouchPoint(filtered);
         preTouchPanDelta = viewport_.panDelta;
-        preTouchZoomFactor = viewport_.zoomFactor;
+        preTouchZoomFactor = viewport_.view.zoomFactor;
         zoomInitialTouchDistance = getTwoFingerTouchDistance(filtered);
-        touchMode = TouchModePanZoom;
-        return;
+        touchMode = TouchMode::PanZoom;
+        return effects;
     }
 
-    // 9. One touch.
+    // One touch.
     const TouchRecord& touch = filtered.front();
     const Point p = touch.location;
     touchDownViewPoint = p;
     touchDownCanvasPoint = viewport_.eaglPointFromViewPoint(p);
-    if (isSelecting || isLocked()) {
-        touchMode = TouchModeSelect;
-        if (hooks.beginSelection) hooks.beginSelection(touchDownCanvasPoint);
-        return;
+    if (isLocked()) {
+        touchMode = TouchMode::Select;
+        return effects;
     }
-    if (isEyeDropPickingColor) {
-        touchMode = TouchModeEyeDrop;
-        if (hooks.eyeDropPickColorAtPoint) hooks.eyeDropPickColorAtPoint(p);
-        return;
-    }
-    if (sampler_.inkType == InkTypeEraser) {
-        if (!document) return;
-        // The page erases on a copy; the list as it was is the snapshot that a second finger puts back.
-        snapshotPointSetsBeforeErasing = document->pointSets();
-        if (snapshotPointSetsBeforeErasing) {
-            document->setPointSets(KVSPointSetArray::initWithPointSetArray(*snapshotPointSetsBeforeErasing));
-            if (hooks.pageInkReplaced) hooks.pageInkReplaced();
-        }
-        touchMode = TouchModeErase;
-        if (hooks.eraseAtPoint) hooks.eraseAtPoint(p);
-        return;
-    }
-    // The stroke's start.
-    if (!document) return;
+    if (!document) return effects;
     const bool isStylus = touch.type == TouchType::Stylus;
-    if (isPencilConnected && globals_.onlyDrawWithStylus() && !isStylus) {
-        if (hooks.flashStylusButton) hooks.flashStylusButton();
-        return;
+    if (singlePointerMode == TouchMode::Draw) {
+        if (isPencilConnected && policy.onlyDrawWithStylus && !isStylus) {
+            effects.stylusRefused = true;
+            return effects;
+        }
+        if (isStylus) _isDrawingWithStylus = true;
     }
-    if (isStylus) _isDrawingWithStylus = true;
-    sampler_.beginStroke({p, stylusForceFactorWithTouches(filtered)});
-    touchMode = TouchModeDraw;
+    touchMode = singlePointerMode;
+    lastSample_ = {p, stylusForceFactorWithTouches(filtered)};
+    if (Tool* tool = currentTool()) effects |= tool->begin(lastSample_);
+    return effects;
 }
 
-void TouchDispatcher::touchesMoved(const std::vector<TouchRecord>& rawTouches, const TouchEvent& rawEvent) {
+EditorEffects TouchDispatcher::touchesMoved(const std::vector<TouchRecord>& rawTouches,
+                                           const TouchEvent& rawEvent) {
     const std::vector<TouchRecord> touches = usable(rawTouches);
     const TouchEvent event = usable(rawEvent);
-    if (touches.empty()) return;
-    if (areTouchesOnlyOnWristGuard(touches)) return;
+    if (touches.empty()) return {};
+    if (areTouchesOnlyOnWristGuard(touches)) return {};
     const std::vector<TouchRecord> filtered = getFilteredTouchesWithEvent(event);
-    // 3. Dead zone.
+    // Within the dead zone a single touch has not moved.
     if (!didTouchMove) {
         const double d = distancefromPoint(touchDownViewPoint, getMidTouchPoint(filtered));
-        if (filtered.size() < 2 && !(d > kDeadZone)) return;
+        if (filtered.size() < 2 && !(d > kDeadZone)) return {};
         didTouchMove = true;
     }
-    syncSamplerTransform();
-    // 5. Two-finger modes.
+    // Two-finger modes.
     if (filtered.size() != 1) {
-        if (touchMode == TouchModePanZoom && filtered.size() == 2) {
+        if (touchMode == TouchMode::PanZoom && filtered.size() == 2) {
+            // The viewport repaints at once when the page itself moved.
             viewport_.zoomStep(getMidTouchPoint(filtered), getTwoFingerTouchDistance(filtered),
                                touchDownCanvasPoint, zoomInitialTouchDistance, preTouchZoomFactor);
-            syncSamplerTransform();
-            if (hooks.showPositionSatelliteView) hooks.showPositionSatelliteView();
+            return {.viewMoved = true};
         }
-        return;
+        return {};
     }
-    // 6. One touch.
-    const Point p = filtered.front().location;
-    switch (touchMode) {
-        case TouchModeDraw:
-            sampler_.takeMovementSample({p, stylusForceFactorWithTouches(filtered)});
-            break;
-        case TouchModeEyeDrop:
-            if (hooks.eyeDropPickColorAtPoint) hooks.eyeDropPickColorAtPoint(p);
-            break;
-        case TouchModeErase:
-            if (hooks.eraseAtPoint) hooks.eraseAtPoint(p);
-            break;
-        case TouchModeSelect:
-            if (hooks.moveSelection) hooks.moveSelection(viewport_.eaglPointFromViewPoint(p));
-            break;
-        default:
-            // Pan and zoom with one finger left, and the modes of images, text boxes and selection grips,
-            // which no touch-down enters yet.
-            break;
-    }
+    // One touch, to the tool of the mode.
+    Tool* tool = currentTool();
+    if (!tool) return {};
+    lastSample_ = {filtered.front().location, stylusForceFactorWithTouches(filtered)};
+    return tool->move(lastSample_);
 }
 
-void TouchDispatcher::touchesEndedOrCancelled(const std::vector<TouchRecord>& rawTouches,
-                                              const TouchEvent& rawEvent, bool cancelled) {
+EditorEffects TouchDispatcher::touchesEndedOrCancelled(const std::vector<TouchRecord>& rawTouches,
+                                                      const TouchEvent& rawEvent, bool cancelled) {
     const std::vector<TouchRecord> touches = usable(rawTouches);
     const TouchEvent event = usable(rawEvent);
-    if (touches.empty() && !rawTouches.empty()) return;
-    if (areTouchesOnlyOnWristGuard(touches)) return;
-    // 2. A finger lifted during a stylus stroke is ignored.
+    if (touches.empty() && !rawTouches.empty()) return {};
+    if (areTouchesOnlyOnWristGuard(touches)) return {};
+    // A finger lifted during a stylus stroke is ignored.
     if (_isDrawingWithStylus && !touches.empty()) {
         const bool hasStylus = std::any_of(touches.begin(), touches.end(),
                                            [](const TouchRecord& t) { return t.type == TouchType::Stylus; });
-        if (!hasStylus) return;
+        if (!hasStylus) return {};
         _isDrawingWithStylus = false;
     }
     const std::vector<TouchRecord> filtered = getFilteredTouchesWithEvent(event);
-    syncSamplerTransform();
     const TouchRecord* touch = nullptr;
     // The touch that ended, when it counts; else any that counts.
     for (const TouchRecord& t : filtered) {
@@ -249,47 +199,27 @@ void TouchDispatcher::touchesEndedOrCancelled(const std::vector<TouchRecord>& ra
     }
     if (!touch && !filtered.empty()) touch = &filtered.front();
 
-    switch (touchMode) {
-        case TouchModeSelect:
-            if (hooks.endSelection && filtered.size() == 1)
-                hooks.endSelection(touchDownCanvasPoint, didTouchMove);
-            break;
-        case TouchModeDraw:
-            if (!touch) return;  // the next touch-down decides about the stroke
-            sampler_.endStroke({touch->location, stylusForceFactorWithTouches(filtered)}, cancelled);
-            if (hooks.setFrameUpdateNeeded) hooks.setFrameUpdateNeeded();
-            break;
-        case TouchModeErase: {
-            if (touch && hooks.eraseAtPoint) hooks.eraseAtPoint(touch->location);
-            KVSPointSetArrayPtr before = std::move(snapshotPointSetsBeforeErasing);
-            snapshotPointSetsBeforeErasing.reset();
-            if (before && hooks.endErasing) hooks.endErasing(before);
-            break;
-        }
-        case TouchModePanZoom:
-            if (hooks.refreshAllTextViews) hooks.refreshAllTextViews();
-            break;
-        default:
-            break;
+    EditorEffects effects;
+    if (Tool* tool = currentTool()) {
+        // A stroke whose touch no longer counts waits for the next touch-down to decide about it.
+        if (!touch && touchMode == TouchMode::Draw) return {};
+        if (touch) lastSample_ = {touch->location, stylusForceFactorWithTouches(filtered)};
+        effects |= tool->end(lastSample_, cancelled);
     }
-    closeGesture();
+    return effects | closeGesture();
 }
 
-void TouchDispatcher::closeGesture() {
+EditorEffects TouchDispatcher::closeGesture() {
     viewport_.resetViewPanDelta(true);
-    if (hooks.hidePositionSatelliteView) hooks.hidePositionSatelliteView();
-    touchMode = TouchModeNone;
+    touchMode = TouchMode::None;
+    return {.gestureEnded = true};
 }
 
-void TouchDispatcher::cancelDrawing() {
-    if (touchMode == TouchModeDraw && sampler_.currentLine) {
-        sampler_.cancelCurrentLine();
-        // Shown at once, so that nothing of the dropped stroke lingers until the next tick.
-        if (viewport_.redrawAllLines)
-            viewport_.redrawAllLines();
-        else if (hooks.setFrameUpdateNeeded)
-            hooks.setFrameUpdateNeeded();
-    }
+EditorEffects TouchDispatcher::cancelGesture() {
+    EditorEffects effects;
+    if (Tool* tool = currentTool()) effects |= tool->cancel();
+    touchMode = TouchMode::None;
+    return effects;
 }
 
 }  // namespace velumen

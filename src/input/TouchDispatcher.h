@@ -1,39 +1,41 @@
 // What the touches in flight mean. All page interaction comes in through the four touch entry points;
 // touch-down decides touchMode once, from the number of touches that count and from what lies under
-// them, movement feeds the mode and touch-up finishes it. Drawing goes to the stroke sampler, two-finger
-// pan and zoom to the viewport; the inner work of the other modes belongs to the slices that own it and
-// is reached through hooks, which do nothing while they are empty.
+// them, movement feeds the mode and touch-up finishes it. Two-finger pan and zoom goes to the viewport; a
+// single pointer goes to the tool of its mode. Each entry point returns what changed, for its caller to
+// apply once.
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <map>
 #include <vector>
 
+#include "document/EditorEffects.h"
 #include "document/FoliantData.h"
-#include "ink/StrokeSampler.h"
 #include "input/EditorViewport.h"
 #include "input/TouchRecord.h"
+#include "input/tools/Tool.h"
 
 namespace velumen {
 
-class FoliantGlobals;
+enum class TouchMode {
+    None,
+    // A single pointer with a drawing pen.
+    Draw,
+    // A single pointer with the eraser.
+    Erase,
+    // Two fingers.
+    PanZoom,
+    // A single pointer in a locked book: nothing changes.
+    Select,
+};
 
-using TouchMode = std::int32_t;
-inline constexpr TouchMode TouchModeNone = 0;
-inline constexpr TouchMode TouchModeDraw = 1;
-inline constexpr TouchMode TouchModeEyeDrop = 2;
-inline constexpr TouchMode TouchModeErase = 3;
-inline constexpr TouchMode TouchModePanZoom = 4;
-inline constexpr TouchMode TouchModeSelect = 5;
-inline constexpr TouchMode TouchModeDragSelection = 6;
-inline constexpr TouchMode TouchModeResizeSelection = 7;
-inline constexpr TouchMode TouchModeRotateSelection = 8;
-inline constexpr TouchMode TouchModeEdgeSwipe = 9;
-inline constexpr TouchMode TouchModeDragImage = 10;
-inline constexpr TouchMode TouchModeResizeImage = 11;
-inline constexpr TouchMode TouchModeDismissImage = 12;
-inline constexpr TouchMode TouchModeResizeTextBox = 13;
-inline constexpr TouchMode TouchModeDragTextBox = 14;
+// How touches are taken, from the user's settings.
+struct InputPolicy {
+    // Every touch counts, however wide its contact.
+    bool disablePalmRejection = false;
+    // While a stylus is connected, a finger does not draw.
+    bool onlyDrawWithStylus = false;
+};
 
 // One touch event: every touch down on the window at that moment, those that changed included (a touch
 // that ends is still in the event that ends it).
@@ -41,49 +43,28 @@ struct TouchEvent {
     std::vector<TouchRecord> allTouches;
 };
 
-// The work of the modes whose inner part lives elsewhere. Any member may be empty.
-struct TouchDispatcherHooks {
-    std::function<void(Point)> eyeDropPickColorAtPoint;
-    std::function<void(Point)> eraseAtPoint;
-    // The end of an erasure, with the page's ink as it was before it (Part of the eraser's undo).
-    std::function<void(const KVSPointSetArrayPtr&)> endErasing;
-    // The page's ink list was replaced (an erasure undone): the shown ink must follow.
-    std::function<void()> pageInkReplaced;
-    std::function<void()> deleteInkSnapshotTexture;
-    // A finger refused by draw-with-stylus-only: the stylus button flashes.
-    std::function<void()> flashStylusButton;
-    // Single touch in selection mode or a locked book, at its canvas point.
-    std::function<void(Point)> beginSelection;
-    std::function<void(Point)> moveSelection;
-    std::function<void(Point, bool moved)> endSelection;
-    std::function<void()> showPositionSatelliteView;
-    std::function<void()> hidePositionSatelliteView;
-    std::function<void()> refreshAllTextViews;
-    // The page shows new ink and must be repainted.
-    std::function<void()> setFrameUpdateNeeded;
-};
-
 class TouchDispatcher {
   public:
     // A single touch moving no further than this, in view points, is a tap.
     static constexpr double kDeadZone = 1.0;
-    // A stroke of fewer raw points dies when a second finger lands.
-    static constexpr std::size_t kMinRawPointsToKeep = 10;
     // A touch whose contact is wider than this, in points, is a palm.
     static constexpr double kPalmRadius = 70.0;
 
-    TouchDispatcher(StrokeSampler& sampler, EditorViewport& viewport, const FoliantGlobals& globals);
+    explicit TouchDispatcher(EditorViewport& viewport);
 
-    TouchDispatcherHooks hooks;
+    // The tool of a single-pointer mode (Draw, Erase, and those to come); the tool must outlive the
+    // dispatcher. A mode without a tool takes its touches and changes nothing.
+    void registerTool(TouchMode mode, Tool& tool) { tools_[mode] = &tool; }
+    // The mode that a single pointer starts (Draw or Erase, by the chosen pen).
+    TouchMode singlePointerMode = TouchMode::Draw;
+    InputPolicy policy;
     // The open book; null while none is open (then nothing draws).
     FoliantData* document = nullptr;
     // A stylus is known to be connected (the stylus detector's answer).
     bool isPencilConnected = false;
-    bool isEyeDropPickingColor = false;
-    bool isSelecting = false;
 
     // ---- Gesture state ----
-    TouchMode touchMode = TouchModeNone;
+    TouchMode touchMode = TouchMode::None;
     bool didTouchMove = false;
     Point touchDownViewPoint;
     Point touchDownCanvasPoint;
@@ -91,19 +72,18 @@ class TouchDispatcher {
     float preTouchZoomFactor = 1.0f;
     float zoomInitialTouchDistance = 0;
     bool _isDrawingWithStylus = false;
-    KVSPointSetArrayPtr snapshotPointSetsBeforeErasing;
 
     // ---- Entry points: the changed touches and their event ----
-    void touchesBegan(const std::vector<TouchRecord>& touches, const TouchEvent& event);
-    void touchesMoved(const std::vector<TouchRecord>& touches, const TouchEvent& event);
-    void touchesEnded(const std::vector<TouchRecord>& touches, const TouchEvent& event) {
-        touchesEndedOrCancelled(touches, event, false);
+    EditorEffects touchesBegan(const std::vector<TouchRecord>& touches, const TouchEvent& event);
+    EditorEffects touchesMoved(const std::vector<TouchRecord>& touches, const TouchEvent& event);
+    EditorEffects touchesEnded(const std::vector<TouchRecord>& touches, const TouchEvent& event) {
+        return touchesEndedOrCancelled(touches, event, false);
     }
-    void touchesCancelled(const std::vector<TouchRecord>& touches, const TouchEvent& event) {
-        touchesEndedOrCancelled(touches, event, true);
+    EditorEffects touchesCancelled(const std::vector<TouchRecord>& touches, const TouchEvent& event) {
+        return touchesEndedOrCancelled(touches, event, true);
     }
-    void touchesEndedOrCancelled(const std::vector<TouchRecord>& touches, const TouchEvent& event,
-                                 bool cancelled);
+    EditorEffects touchesEndedOrCancelled(const std::vector<TouchRecord>& touches, const TouchEvent& event,
+                                          bool cancelled);
 
     // ---- Palm rejection ----
     // The touches of the event on the surface that count: a stylus beats everything; otherwise, unless
@@ -121,18 +101,19 @@ class TouchDispatcher {
     static Point getMidTouchPointInSurface(const std::vector<TouchRecord>& touches);
     static double distancefromPoint(Point a, Point b);
 
-    // Drops a running stroke at once.
-    void cancelDrawing();
+    // Drops a running single-pointer gesture at once; the mode goes back to none.
+    EditorEffects cancelGesture();
 
   private:
     bool isLocked() const { return document && document->isLocked(); }
-    void syncSamplerTransform();
-    void restoreErasureSnapshot();
-    void closeGesture();
+    // The tool of the present mode; null for the modes without one.
+    Tool* currentTool() const;
+    EditorEffects closeGesture();
 
-    StrokeSampler& sampler_;
     EditorViewport& viewport_;
-    const FoliantGlobals& globals_;
+    std::map<TouchMode, Tool*> tools_;
+    // The last sample of the single pointer, in view points.
+    StrokeSample lastSample_;
 };
 
 }  // namespace velumen

@@ -52,7 +52,7 @@ bool TouchRouter::eventFilter(QObject* watched, QEvent* event) {
         default:
             return QObject::eventFilter(watched, event);
     }
-    if (handled && didRouteEvent) didRouteEvent();
+    if (handled) finishEvent();
     return handled;
 }
 
@@ -109,13 +109,16 @@ void TouchRouter::dispatch(const std::vector<TouchRecord>& changed) {
     if (!began.empty()) {
         for (const TouchRecord& t : began)
             down_[t.id] = t;
-        dispatcher_.touchesBegan(began, event());
+        routed_ |= dispatcher_.touchesBegan(began, event());
         if (edgeSwipes && began.size() == 1) {
             const TouchEvent before = event();
-            if (edgeSwipes->touchBegan(began.front(), down_.size())) {
+            // Drawing and a locked book's touch keep their touch; any other is the swipe's to claim.
+            const bool pageKeepsTouch =
+                dispatcher_.touchMode == TouchMode::Draw || dispatcher_.touchMode == TouchMode::Select;
+            if (edgeSwipes->touchBegan(began.front(), down_.size(), pageKeepsTouch)) {
                 TouchRecord claimed = began.front();
                 claimed.phase = TouchPhase::Cancelled;
-                dispatcher_.touchesCancelled({claimed}, before);
+                routed_ |= dispatcher_.touchesCancelled({claimed}, before);
             }
         }
     }
@@ -125,7 +128,7 @@ void TouchRouter::dispatch(const std::vector<TouchRecord>& changed) {
             if (edgeSwipes) edgeSwipes->touchMoved(t);
         }
         const std::vector<TouchRecord> forPage = unclaimed(moved);
-        if (!forPage.empty()) dispatcher_.touchesMoved(forPage, event());
+        if (!forPage.empty()) routed_ |= dispatcher_.touchesMoved(forPage, event());
     }
     for (auto* list : {&ended, &cancelled}) {
         if (list->empty()) continue;
@@ -139,9 +142,9 @@ void TouchRouter::dispatch(const std::vector<TouchRecord>& changed) {
         }
         if (forPage.empty()) continue;
         if (list == &ended)
-            dispatcher_.touchesEnded(forPage, e);
+            routed_ |= dispatcher_.touchesEnded(forPage, e);
         else
-            dispatcher_.touchesCancelled(forPage, e);
+            routed_ |= dispatcher_.touchesCancelled(forPage, e);
     }
 }
 
@@ -151,7 +154,12 @@ void TouchRouter::routeRecords(std::vector<TouchRecord> changed) {
         t.previousLocation = it == down_.end() ? t.location : it->second.location;
     }
     dispatch(changed);
-    if (didRouteEvent) didRouteEvent();
+    finishEvent();
+}
+
+void TouchRouter::finishEvent() {
+    const EditorEffects effects = std::exchange(routed_, EditorEffects{});
+    if (didRouteEvent) didRouteEvent(effects);
 }
 
 void TouchRouter::cancelAllTouches() {
@@ -272,7 +280,7 @@ bool TouchRouter::routeMouse(QMouseEvent* event) {
 }
 
 bool TouchRouter::routeWheel(QWheelEvent* event) {
-    if (dispatcher_.touchMode != TouchModeNone || !down_.empty()) return true;
+    if (dispatcher_.touchMode != TouchMode::None || !down_.empty()) return true;
     const Point at{event->position().x(), event->position().y()};
     const QPoint angle = event->angleDelta();
     const QPoint pixels = event->pixelDelta();
@@ -280,14 +288,14 @@ bool TouchRouter::routeWheel(QWheelEvent* event) {
         // One notch (120) zooms by a tenth, about the pointer.
         const float factor = static_cast<float>(std::pow(1.1, angle.y() / 120.0));
         const float zoom =
-            std::clamp(viewport_.zoomFactor * factor, viewport_.minZoomFactor, viewport_.maxZoomFactor);
+            std::clamp(viewport_.view.zoomFactor * factor, viewport_.minZoomFactor, viewport_.maxZoomFactor);
         viewport_.setCanvasPoint(viewport_.eaglPointFromViewPoint(at), at, zoom);
     } else {
         const double dx = pixels.isNull() ? angle.x() / 2.0 : pixels.x();
         const double dy = pixels.isNull() ? angle.y() / 2.0 : pixels.y();
         // The pan as a step from where the page is, limited at once: a wheel has no rubber band.
         viewport_.setCanvasPoint({0, 0}, {viewport_.panDelta.x + dx, viewport_.panDelta.y + dy},
-                                 viewport_.zoomFactor);
+                                 viewport_.view.zoomFactor);
     }
     viewport_.updateInkPanDelta();
     viewport_.resetViewPanDelta();

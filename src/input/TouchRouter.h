@@ -8,6 +8,7 @@
 #include <QPointF>
 #include <functional>
 #include <map>
+#include <utility>
 
 #include "input/ScreenEdgeSwipes.h"
 #include "input/TouchDispatcher.h"
@@ -31,8 +32,9 @@ class TouchRouter : public QObject {
     // Routes the widget's events through this filter and asks for touch events.
     void attach(QWidget* surface);
 
-    // Called after each routed event (the undo group closes, the view repaints).
-    std::function<void()> didRouteEvent;
+    // Called after each routed event with what it changed, merged, for the owner to apply once (the undo
+    // group closes, the view repaints).
+    std::function<void(const EditorEffects&)> didRouteEvent;
     // Called after the wheel panned or zoomed the page.
     std::function<void()> didMovePageByWheel;
     // Swipes in from the screen's edges, which see every touch around the page's own handling; may be null.
@@ -57,11 +59,15 @@ class TouchRouter : public QObject {
     // Sends the changed records: began, moved, then ended or cancelled, each with the whole event. A
     // stationary record is no movement (only a stylus whose pressure changed counts as one).
     void dispatch(const std::vector<TouchRecord>& changed);
+    // Hands what the event changed to didRouteEvent.
+    void finishEvent();
 
     TouchDispatcher& dispatcher_;
     EditorViewport& viewport_;
     // The touches down, by id, as last reported.
     std::map<std::int64_t, TouchRecord> down_;
+    // What the dispatcher reported for the event being routed.
+    EditorEffects routed_;
 };
 
 }  // namespace velumen

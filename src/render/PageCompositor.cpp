@@ -169,7 +169,7 @@ void PageCompositor::applyPageTransform(double zoom, Point panDelta) {
 void PageCompositor::renderAllLines() {
     gl_.pushMatrix();
     view_.clearCanvas();
-    applyPageTransform(zoomFactor, inkPanDelta);
+    applyPageTransform(viewTransform().zoomFactor, viewTransform().inkPanDelta);
     renderAllImages();
     if (pointSets) renderPointSets(*pointSets);
     // Text boxes are live views over the surface; off-screen pictures draw them through their own layer.
@@ -181,7 +181,7 @@ void PageCompositor::renderAllLines() {
 void PageCompositor::renderAllLinesWithoutBackground() {
     gl_.pushMatrix();
     view_.clearCanvas();
-    applyPageTransform(zoomFactor, inkPanDelta);
+    applyPageTransform(viewTransform().zoomFactor, viewTransform().inkPanDelta);
     gl_.clearColor(1, 1, 1, 0);
     gl_.clear();
     renderPageImages();
@@ -331,7 +331,7 @@ void PageCompositor::saveInkSnapshotTexture() {
         const GLuint saved = gl_.boundFramebuffer();
         gl_.bindFramebuffer(framebuffer);
         gl_.viewport(0, 0, w, h);
-        applyPageTransform(zoomFactor, inkPanDelta);
+        applyPageTransform(viewTransform().zoomFactor, viewTransform().inkPanDelta);
         gl_.clearColor(0, 0, 0, 0);
         gl_.clear();
         if (pointSets) renderPointSets(*pointSets);
@@ -453,7 +453,7 @@ QImage PageCompositor::getFullPageThumbnailImage() {
     });
     const int c = std::max(1, int(view_.contentsScale()));
     const double f = m < 2048 ? 0.5 : 1.0;
-    QImage image = getThumbnailForPage(currentPage(), {kCanvasWidth * f / c, kCanvasHeight * f / c}, true);
+    QImage image = getThumbnailForPage(currentPage(), {kPageSize.width * f / c, kPageSize.height * f / c}, true);
     isFrameLocked = false;
     return image;
 }
@@ -472,13 +472,11 @@ float PageCompositor::getMaxViewScaleFactor() {
 
 QImage PageCompositor::getLargeThumbnailImageWithNoBackground(bool noBackground) {
     isFrameLocked = true;
-    const float savedZoom = zoomFactor;
-    const Point savedPan = inkPanDelta;
+    const ViewTransform saved = viewTransform();
     const Size savedBounds = view_.bounds();
     const float s = getMaxViewScaleFactor();
     const Size large{savedBounds.width * s, savedBounds.height * s};
-    inkPanDelta = {savedPan.x * s, savedPan.y * s};
-    zoomFactor = savedZoom * s;
+    enlarged_ = ViewTransform{saved.zoomFactor * s, {saved.inkPanDelta.x * s, saved.inkPanDelta.y * s}};
     view_.layoutSubviews(large);
     redrawAllLines();
     QImage image = view_.getImageWithSize(large, [&] {
@@ -488,8 +486,7 @@ QImage PageCompositor::getLargeThumbnailImageWithNoBackground(bool noBackground)
             renderAllLines();
         }
     });
-    zoomFactor = savedZoom;
-    inkPanDelta = savedPan;
+    enlarged_.reset();
     view_.layoutSubviews(savedBounds);
     redrawAllLines();
     isFrameLocked = false;

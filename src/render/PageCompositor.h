@@ -7,8 +7,10 @@
 #include <QImage>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
+#include "ink/ViewTransform.h"
 #include "ink/KColor.h"
 #include "ink/KGeometry.h"
 #include "ink/KVSPointSetArray.h"
@@ -34,10 +36,6 @@ struct PageContent {
 
 class PageCompositor : public StrokeRenderer {
   public:
-    // Page size in page units.
-    static constexpr double kCanvasWidth = 1536;
-    static constexpr double kCanvasHeight = 1920;
-
     explicit PageCompositor(EAGLView& view);
     ~PageCompositor() override;
     PageCompositor(const PageCompositor&) = delete;
@@ -45,13 +43,17 @@ class PageCompositor : public StrokeRenderer {
 
     EAGLView& view() { return view_; }
 
+    // Pages are drawn through `transform`, which belongs to the caller (the editor's viewport) and must
+    // outlive the compositor; until it is given, the identity.
+    void readTransformFrom(const ViewTransform& transform) { transformSource_ = &transform; }
+    // The transform of the present drawing: the viewport's, or its enlargement while a large picture is taken.
+    ViewTransform viewTransform() const { return enlarged_ ? *enlarged_ : *transformSource_; }
+
     // ---- State the editor keeps ----
     GLuint brushTextureId = 0;
     GLuint brush2TextureId = 0;
     GLuint pictureBorder1TextureId = 0;
     GLuint inkSnapshotTextureId = 0;
-    float zoomFactor = 1.0f;
-    Point inkPanDelta;
     // Sprites drawn since the last full repaint.
     std::int64_t numPoints = 0;
     bool isFrameUpdateNeeded = false;
@@ -153,6 +155,9 @@ class PageCompositor : public StrokeRenderer {
     void endSegment(bool atBack) override;
 
   private:
+    ViewTransform identity_;
+    const ViewTransform* transformSource_ = &identity_;
+    std::optional<ViewTransform> enlarged_;
     // Push, then the page transform and its attenuation.
     void applyPageTransform(double zoom, Point panDelta);
     void renderEntry(const ImageTextureEntry& entry);

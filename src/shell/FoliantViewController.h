@@ -1,7 +1,8 @@
-// The editor's root widget: the GL surface in its frame, the page's ink and its undo, the stroke engine,
-// the viewport, the touch state machine and the router from the toolkit's events, wired together in the
-// start-up order (settings are read before; then the surface, its textures, the touch path and the
-// frame loop). The notebook shows one; a replayed touch script and the tests drive another, hidden or not.
+// The editor: it composes the session (the open book, the page editor, the viewport, the tools), the view
+// (surface, compositor, router) and the window (the commands, the toolbar, messages), connects each command
+// to its operation, and applies what every event changed once. It also keeps the open book's file: opening,
+// autosaving, locking and closing it. The notebook shows one; a replayed touch script and the tests drive
+// another, hidden or not.
 #pragma once
 
 #include <QImage>
@@ -9,30 +10,13 @@
 #include <memory>
 #include <optional>
 
-#include "document/FoliantData.h"
-#include "document/PageInkEditor.h"
+#include "document/EditorEffects.h"
 #include "document/qt/FoliantDocument.h"
 #include "objects/qt/QtImageCodec.h"
-#include "ink/Clock.h"
-#include "ink/StrokeSampler.h"
-#include "input/EditorViewport.h"
-#include "input/InkEraser.h"
-#include "input/ScreenEdgeSwipes.h"
-#include "input/StylusDetector.h"
-#include "input/TouchDispatcher.h"
-#include "input/TouchRouter.h"
-#include "render/DisplayLink.h"
-#include "render/EAGLViewController.h"
-#include "render/PageCompositor.h"
-#include "shell/FoliantGlobals.h"
-#include "shell/KPositionSatelliteView.h"
+#include "shell/EditorSession.h"
+#include "shell/EditorView.h"
+#include "shell/EditorWindow.h"
 #include "shell/pages/PageNavigator.h"
-#include "shell/WristGuardView.h"
-
-class QMenu;
-class QTimer;
-class QToolButton;
-class QVariantAnimation;
 
 namespace velumen {
 
@@ -43,22 +27,40 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
                           std::optional<DeviceProfile> forcedProfile = std::nullopt, QWidget* parent = nullptr);
     ~FoliantViewController() override;
 
+    // The three slices, for the notebook's window, the replay and the tests.
+    EditorSession& session() { return session_; }
+    EditorView& view() { return *view_; }
+    EditorWindow& window() { return *window_; }
+    // Turning, adding, moving and deleting pages of the open book; null while none is open.
+    PageNavigator* pageNavigator() const { return pageNavigator_.get(); }
+
     // Shows the book's current page (made empty-inked when it has no ink list); the stylus is asked for again.
     void openBook(FoliantDataPtr book);
-    const FoliantDataPtr& book() const { return book_; }
+    const FoliantDataPtr& book() const { return session_.book(); }
 
     // The surface at this size in points now, shown or not: the profile, the limits, the pan and zoom.
     void layoutForSize(Size size);
     // The pen by its index (0 eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter) at its last width.
     void setPenTypeIndex(int index);
     // Repaints the whole page now.
-    void redrawAllLines();
+    void redrawAllLines() { view_->redrawAllLines(); }
     // The surface as the user sees it, at its pixel size; null without GL.
-    QImage screenImage();
+    QImage screenImage() { return view_->screenImage(); }
     // False when no GL context could be made: then touches still make ink but nothing is shown.
-    bool hasSurface() const { return canvas_ != nullptr; }
+    bool hasSurface() const { return view_->hasSurface(); }
     // The widget that receives the touches (the GL surface, or the frame without GL).
-    QWidget* touchTarget() const;
+    QWidget* touchTarget() const { return view_->touchTarget(); }
+
+    // Applies what an event changed, together with what the page editor still holds: the shown ink, one
+    // repaint, one registered change, the undo controls, the map, the stylus flash.
+    void applyEffects(EditorEffects effects);
+    // What the applied effects did so far, for the tests: the ink handed to the view and the changes
+    // registered with the document.
+    struct AppliedCounts {
+        int inkShown = 0;
+        int changesRegistered = 0;
+    };
+    const AppliedCounts& appliedCounts() const { return appliedCounts_; }
 
     // ---- The open book's file ----
     using Completion = std::function<void(bool success)>;
@@ -95,29 +97,26 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // The toolbar's lock state, as it was last told, and the buttons it shows for it.
     void setToolbarLocked(bool locked);
     bool isToolbarLocked() const { return toolbarLocked_; }
-    void updateUnlockView();
+    void updateUnlockView() { window_->showLocked(toolbarLocked_); }
     // The window hidden or minimised, or the application quitting; and back.
     void applicationWillResignActive();
     void applicationDidBecomeActive();
+    bool isApplicationSuspended() const { return isApplicationSuspended_; }
     // A book handed over from outside: the open one is saved and closed first.
     void handleApplicationOpenUrl(const QString& path, bool openInPlace);
 
     FoliantDocument* document() const { return document_.get(); }
+    // An autosave was refused (a gesture ran) and waits for its retry.
+    bool didAbortAutoSave() const { return didAbortAutoSave_; }
+    // The saved preview is older than the page: the next close, lock or going away pays for a new one.
+    bool needsThumbnailUpdate() const { return needToUpdateDocumentThumbnail_; }
+    // Going to the background also stores the settings (not in a demo, whose pens are not the user's).
+    void setSavesSettingsInBackground(bool saves) { savesSettingsInBackground_ = saves; }
     // Where books are chosen, once a book has closed; and the open of a handed-over book.
     std::function<void()> returnToGallery;
     std::function<void(const QString& path)> openHandedOverFile;
     // The book's thumbnail for the place where books are chosen.
     std::function<void(const QString& path, const KImagePtr& thumbnail)> setThumbnailForFile;
-
-    QString fileName;
-    bool isEditorActive = false;
-    bool isApplicationSuspended = false;
-    bool isGeneratingPDF = false;
-    bool didAbortAutoSave = false;
-    bool needToUpdateDocumentThumbnail = false;
-    double lastChangeDate = 0;
-    // Going to the background also stores the settings (not in a demo, whose pens are not the user's).
-    bool savesSettingsInBackground = true;
 
     // ---- Stylus ----
     // Flips drawing with the stylus only.
@@ -125,99 +124,67 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // Shows the stylus button only while a stylus is connected, tinted blue while it alone draws.
     void updateStylusView();
     // A short message in the middle of the editor that fades after `delay` seconds.
-    void flashMessage(const QString& text, double delay);
+    void flashMessage(const QString& text, double delay) { window_->flashMessage(this, text, delay); }
 
     // ---- Undo ----
     void updateUndoToolbarButtons();
-    void undoButtonTouchDown();
-    void undoButtonTouchCancel();
     void undoButtonTapped();
     void redoButtonTapped();
     // The menu of a long press on undo: "Undo" and "Redo" where possible, and "Cancel".
     void showUndoRedoMenu();
 
-    // ---- Pan and zoom ----
-    // The map of the page: shown at 0.4 alpha with the visible part and the zoom; faded out over 0.2 s.
-    void showPositionSatelliteView();
-    void hidePositionSatelliteView();
-    KPositionSatelliteView* positionSatelliteView() const { return positionSatelliteView_; }
-    // The overshoot's spring-back at the end of a touch, and how long the map stays after the wheel.
-    static constexpr int kSpringBackMilliseconds = 200;
-    static constexpr int kWheelMapLingerMilliseconds = 600;
+    // ---- Pages ----
+    void nextPageButtonTapped();
+    void previousPageButtonTapped();
 
     // The settings of touch input (palm rejection, the stylus, the wrist guard, edge swipes).
     void showInputSettings();
 
     // Views, for the tests and the tools; null where the profile has none.
-    QToolButton* stylusButton() const { return _stylusButton; }
-    QToolButton* undoButton() const { return undoButton_; }
-    QToolButton* titleButton() const { return titleButton_; }
-    QToolButton* nextPageButton() const { return nextPageButton_; }
-    QToolButton* previousPageButton() const { return previousPageButton_; }
-    QToolButton* redoButton() const { return redoButton_; }
-    QToolButton* unlockButton() const { return unlockButton_; }
-    WristGuardView* wristGuard() const { return _wristGuard; }
-    QMenu* undoActionSheet() const { return _undoActionSheet; }
-    QWidget* flashLabel() const { return flashLabel_; }
+    QToolButton* stylusButton() const { return window_->stylusButton(); }
+    QToolButton* undoButton() const { return window_->undoButton(); }
+    QToolButton* titleButton() const { return window_->titleButton(); }
+    QToolButton* nextPageButton() const { return window_->nextPageButton(); }
+    QToolButton* previousPageButton() const { return window_->previousPageButton(); }
+    QToolButton* redoButton() const { return window_->redoButton(); }
+    QToolButton* unlockButton() const { return window_->unlockButton(); }
+    WristGuardView* wristGuard() const { return view_->wristGuard(); }
+    QMenu* undoActionSheet() const { return window_->undoActionSheet(); }
+    QWidget* flashLabel() const { return window_->flashLabel(); }
+    KPositionSatelliteView* positionSatelliteView() const { return view_->positionSatelliteView(); }
 
-    void startDisplayLink();
-    void stopDisplayLink() { displayLink_.invalidate(); }
-
-    FoliantGlobals& globals;
-    EAGLViewController surface;
-    PageCompositor compositor{surface.eaglView()};
-    PageInkEditor editor;
-    StrokeSampler sampler;
-    EditorViewport viewport;
-    InkEraser eraser{viewport, editor};
-    TouchDispatcher dispatcher;
-    TouchRouter router;
-    StylusDetector stylusDetector;
-    ScreenEdgeSwipes edgeSwipes;
-    // Turning, adding, moving and deleting pages of the open book; null while none is open.
-    std::unique_ptr<PageNavigator> pageNavigator;
-    void nextPageButtonTapped();
-    void previousPageButtonTapped();
-
-  protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
+    void startDisplayLink() { view_->startDisplayLink(); }
+    void stopDisplayLink() { view_->stopDisplayLink(); }
 
   private:
-    bool isFrameLocked() const { return compositor.isFrameLocked; }
-    // The open book is locked against editing (from the moment lockDocument sets the flag).
-    bool isBookLocked() const { return book_ && book_->isLocked(); }
+    bool isFrameLocked() const { return view_->compositor.isFrameLocked; }
+    bool isBookLocked() const { return session_.isBookLocked(); }
+    // Applies what the page editor holds and closes the undo groups: once per turn of the event loop.
+    void settle();
     // The page now as a picture for the book's preview; null without GL.
     KImagePtr thumbnailForBook();
-    void buildToolbar();
+    void connectCommands();
     void makePageNavigator();
-    void applyProfile();
-    void showPageInk();
-    void syncCompositor();
 
-    std::optional<DeviceProfile> forcedProfile_;
-    FoliantDataPtr book_;
+    EditorSession session_;
+    EditorView* view_ = nullptr;
+    EditorWindow* window_ = nullptr;
+    std::unique_ptr<PageNavigator> pageNavigator_;
+    AppliedCounts appliedCounts_;
+    bool settleQueued_ = false;
+
     QtImageCodec codec_;
     std::unique_ptr<FoliantDocument> document_;
     QMetaObject::Connection documentStateConnection_;
-    QWidget* eaglFrame_ = nullptr;
-    QWidget* canvas_ = nullptr;
-    bool needsDocumentLayout_ = true;
-    QWidget* toolbar_ = nullptr;
-    QToolButton* _stylusButton = nullptr;
-    QToolButton* undoButton_ = nullptr;
-    QToolButton* titleButton_ = nullptr;
-    QToolButton* nextPageButton_ = nullptr;
-    QToolButton* previousPageButton_ = nullptr;
-    QToolButton* redoButton_ = nullptr;
-    QToolButton* unlockButton_ = nullptr;
+    QString fileName_;
     bool toolbarLocked_ = false;
-    QTimer* undoMenuTimer_ = nullptr;
-    QMenu* _undoActionSheet = nullptr;
-    QWidget* flashLabel_ = nullptr;
-    WristGuardView* _wristGuard = nullptr;
-    KPositionSatelliteView* positionSatelliteView_ = nullptr;
-    QVariantAnimation* springBack_ = nullptr;
-    DisplayLink displayLink_;
+    bool isEditorActive_ = false;
+    bool isApplicationSuspended_ = false;
+    bool isGeneratingPDF_ = false;
+    bool didAbortAutoSave_ = false;
+    bool needToUpdateDocumentThumbnail_ = false;
+    bool savesSettingsInBackground_ = true;
+    double lastChangeDate_ = 0;
 };
 
 }  // namespace velumen

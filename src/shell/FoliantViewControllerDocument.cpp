@@ -24,7 +24,7 @@ KImagePtr FoliantViewController::thumbnailForBook() {
 void FoliantViewController::loadDocumentFromFile(const QString& path, Completion completion) {
     const bool hadInput = isEnabled();
     setEnabled(false);
-    fileName = QFileInfo(path).fileName();
+    fileName_ = QFileInfo(path).fileName();
     document_ = std::make_unique<FoliantDocument>(path, codec_);
     FoliantDocument* opening = document_.get();
     opening->openWithCompletionHandler([this, opening, hadInput, completion](bool success) {
@@ -48,25 +48,25 @@ void FoliantViewController::documentWasLoaded() {
     openBook(doc.data());
     // Every book opens at the fit view; one left zoomed is thereby changed.
     const FoliantData& book = *doc.data();
-    if (book.panDelta() != Point{0, 0} || book.zoomFactor() != viewport.minZoomFactor) {
-        viewport.setCanvasPoint({0, 0}, {0, 0}, viewport.minZoomFactor);
+    if (book.panDelta() != Point{0, 0} || book.zoomFactor() != session_.viewport.minZoomFactor) {
+        session_.viewport.setCanvasPoint({0, 0}, {0, 0}, session_.viewport.minZoomFactor);
         registerDocumentChange();
     }
     handleDocumentChanged();
-    isEditorActive = true;
-    toolbar_->setEnabled(true);
-    eaglFrame_->setEnabled(true);
+    isEditorActive_ = true;
+    window_->setEnabled(true);
+    view_->setEnabled(true);
 }
 
 void FoliantViewController::handleDocumentChanged() {
-    editor.removeAllUndoManagers();
+    session_.editor.removeAllUndoManagers();
     setToolbarLocked(isBookLocked());
-    viewport.handleDocumentChanged();
-    if (pageNavigator) {
-        pageNavigator->updatePageTitle();
-        pageNavigator->updatePageIcons();
+    session_.viewport.handleDocumentChanged();
+    if (pageNavigator_) {
+        pageNavigator_->updatePageTitle();
+        pageNavigator_->updatePageIcons();
     }
-    showPageInk();
+    applyEffects(session_.editor.takeEffects() | EditorEffects::newInk());
     redrawAllLines();
 }
 
@@ -76,40 +76,40 @@ void FoliantViewController::documentStateChanged(FoliantDocument::DocumentState 
         return;
     }
     const bool blocked = state.testFlag(FoliantDocument::InConflict) || state.testFlag(FoliantDocument::EditingDisabled);
-    eaglFrame_->setEnabled(!blocked);
-    compositor.isFrameUpdateNeeded = true;
+    view_->setEnabled(!blocked);
+    view_->compositor.isFrameUpdateNeeded = true;
 }
 
 void FoliantViewController::registerDocumentChange() {
-    if (!document_ || !book_ || book_->isLocked()) return;
+    if (!document_ || !session_.book() || session_.book()->isLocked()) return;
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
-    lastChangeDate = FoliantGlobals::referenceDateNow();
+    lastChangeDate_ = FoliantGlobals::referenceDateNow();
 }
 
 bool FoliantViewController::documentWillAutoSave(FoliantDocument& doc) {
-    const bool granted = isApplicationSuspended || !isEditorActive ||
-                         (dispatcher.touchMode == TouchModeNone && !isFrameLocked() && !isGeneratingPDF);
+    const bool granted = isApplicationSuspended_ || !isEditorActive_ ||
+                         (!session_.isGestureRunning() && !isFrameLocked() && !isGeneratingPDF_);
     if (granted) {
-        doc.data()->setSavingDeviceType(savingDeviceTypeFor(viewport.profile));
+        doc.data()->setSavingDeviceType(savingDeviceTypeFor(session_.viewport.profile));
         // No picture now: the thumbnail is paid at close, in the background and at lock. A save that writes
         // nothing new leaves the saved picture as current as it was.
-        if (doc.hasChangesToWrite()) needToUpdateDocumentThumbnail = true;
-        didAbortAutoSave = false;
+        if (doc.hasChangesToWrite()) needToUpdateDocumentThumbnail_ = true;
+        didAbortAutoSave_ = false;
         return true;
     }
-    const bool wasAborted = didAbortAutoSave;
-    didAbortAutoSave = true;
+    const bool wasAborted = didAbortAutoSave_;
+    didAbortAutoSave_ = true;
     if (!wasAborted) QTimer::singleShot(1000, this, [this] { tryToAutoSave(); });
     return false;
 }
 
 void FoliantViewController::tryToAutoSave() {
-    if (isApplicationSuspended || !isEditorActive) {
-        didAbortAutoSave = false;
+    if (isApplicationSuspended_ || !isEditorActive_) {
+        didAbortAutoSave_ = false;
         return;
     }
-    if (didAbortAutoSave && dispatcher.touchMode == TouchModeNone && !isFrameLocked() && !isGeneratingPDF) {
-        didAbortAutoSave = false;
+    if (didAbortAutoSave_ && !session_.isGestureRunning() && !isFrameLocked() && !isGeneratingPDF_) {
+        didAbortAutoSave_ = false;
         QTimer::singleShot(0, this, [this] { autoSaveDocumentWithCompletion({}); });
         return;
     }
@@ -128,7 +128,7 @@ void FoliantViewController::updateThumbnailAndSaveDocumentWithCompletion(Complet
         if (completion) completion(true);
         return;
     }
-    needToUpdateDocumentThumbnail = false;
+    needToUpdateDocumentThumbnail_ = false;
     if (KImagePtr thumbnail = thumbnailForBook()) document_->data()->setThumbnail(thumbnail);
     registerDocumentChange();
     if (setThumbnailForFile) setThumbnailForFile(document_->filePath(), document_->data()->thumbnail());
@@ -147,30 +147,30 @@ void FoliantViewController::closeDocumentWithCompletion(Completion completion) {
     doc.setDelegate(nullptr);
     disconnect(documentStateConnection_);
     const QString path = doc.filePath();
-    sampler.cancelCurrentLine();
+    session_.sampler.cancelCurrentLine();
     FoliantData& book = *doc.data();
-    if (!book.isLocked() && book_ == doc.data()) {
-        if (needToUpdateDocumentThumbnail) {
-            needToUpdateDocumentThumbnail = false;
+    if (!book.isLocked() && session_.book() == doc.data()) {
+        if (needToUpdateDocumentThumbnail_) {
+            needToUpdateDocumentThumbnail_ = false;
             registerDocumentChange();
         }
         // Each book is stored at its fit view.
-        if (doc.savedPanDelta() != Point{0, 0} || doc.savedZoomFactor() != viewport.minZoomFactor) {
-            viewport.setCanvasPoint({0, 0}, {0, 0}, viewport.minZoomFactor);
+        if (doc.savedPanDelta() != Point{0, 0} || doc.savedZoomFactor() != session_.viewport.minZoomFactor) {
+            session_.viewport.setCanvasPoint({0, 0}, {0, 0}, session_.viewport.minZoomFactor);
             registerDocumentChange();
         }
         // Only changes not yet handed to a write are prepared for: an unchanged book, or one whose last save
         // (with its picture) is still being written, is neither merged nor pictured again.
         if (doc.hasChangesToWrite() && !doc.documentState().testFlag(FoliantDocument::SavingError)) {
             if (book.pointSets()) book.pointSets()->consolidatePointSets();
-            book.setSavingDeviceType(savingDeviceTypeFor(viewport.profile));
+            book.setSavingDeviceType(savingDeviceTypeFor(session_.viewport.profile));
             if (KImagePtr thumbnail = thumbnailForBook()) book.setThumbnail(thumbnail);
         }
     }
     const KImagePtr thumbnail = book.thumbnail();
-    isEditorActive = false;
-    toolbar_->setEnabled(false);
-    eaglFrame_->setEnabled(false);
+    isEditorActive_ = false;
+    window_->setEnabled(false);
+    view_->setEnabled(false);
     // The document leaves the editor at once; it finishes its last write on its own.
     FoliantDocument* raw = document_.release();
     openBook(nullptr);
@@ -187,7 +187,7 @@ void FoliantViewController::closeDocumentAndReturnToGallery() {
         return;
     }
     setEnabled(false);
-    if (pageNavigator) pageNavigator->dismissPagePicker();
+    if (pageNavigator_) pageNavigator_->dismissPagePicker();
     QTimer::singleShot(0, this, [this] {
         closeDocumentWithCompletion([this](bool) {
             setEnabled(true);
@@ -197,12 +197,12 @@ void FoliantViewController::closeDocumentAndReturnToGallery() {
 }
 
 void FoliantViewController::lockDocument() {
-    if (!document_ || !book_) return;
+    if (!document_ || !session_.book()) return;
     setEnabled(false);
-    book_->setIsLocked(true);
+    session_.book()->setIsLocked(true);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
-    lastChangeDate = FoliantGlobals::referenceDateNow();
-    if (pageNavigator && pageNavigator->pagePicker()) pageNavigator->pagePicker()->setIsLockedForEditing(true);
+    lastChangeDate_ = FoliantGlobals::referenceDateNow();
+    if (pageNavigator_ && pageNavigator_->pagePicker()) pageNavigator_->pagePicker()->setIsLockedForEditing(true);
     FoliantDocument* locking = document_.get();
     updateThumbnailAndSaveDocumentWithCompletion([this, locking](bool) {
         // The toolbar learns of the lock once the book holding it is written.
@@ -212,54 +212,54 @@ void FoliantViewController::lockDocument() {
 }
 
 void FoliantViewController::unlockDocument() {
-    if (!document_ || !book_) return;
-    book_->setIsLocked(false);
+    if (!document_ || !session_.book()) return;
+    session_.book()->setIsLocked(false);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
-    if (pageNavigator && pageNavigator->pagePicker()) pageNavigator->pagePicker()->setIsLockedForEditing(false);
+    if (pageNavigator_ && pageNavigator_->pagePicker()) pageNavigator_->pagePicker()->setIsLockedForEditing(false);
     setToolbarLocked(false);
 }
 
 void FoliantViewController::unlockBttonTapped() {
-    if (dispatcher.touchMode == TouchModeNone && isBookLocked()) unlockDocument();
+    if (!session_.isGestureRunning() && isBookLocked()) unlockDocument();
 }
 
 void FoliantViewController::toggleLockTapped() {
-    if (!book_ || dispatcher.touchMode != TouchModeNone) return;
-    if (book_->isLocked())
+    if (!session_.book() || session_.isGestureRunning()) return;
+    if (session_.book()->isLocked())
         unlockDocument();
     else
         lockDocument();
 }
 
 void FoliantViewController::applicationWillResignActive() {
-    isApplicationSuspended = true;
-    if (isEditorActive && document_) {
-        if (needToUpdateDocumentThumbnail || document_->hasUnsavedChanges()) {
-            needToUpdateDocumentThumbnail = false;
+    isApplicationSuspended_ = true;
+    if (isEditorActive_ && document_) {
+        if (needToUpdateDocumentThumbnail_ || document_->hasUnsavedChanges()) {
+            needToUpdateDocumentThumbnail_ = false;
             if (KImagePtr thumbnail = thumbnailForBook()) document_->data()->setThumbnail(thumbnail);
             registerDocumentChange();
             if (setThumbnailForFile) setThumbnailForFile(document_->filePath(), document_->data()->thumbnail());
             autoSaveDocumentWithCompletion({});
             // That save, granted in the background, carries the new picture: nothing is owed.
-            needToUpdateDocumentThumbnail = false;
+            needToUpdateDocumentThumbnail_ = false;
         } else {
             autoSaveDocumentWithCompletion({});
         }
     }
-    if (savesSettingsInBackground) {
-        globals.saveSettings();
-        globals.defaults().setObject(FoliantGlobals::kActiveFileName, fileName);
-        globals.defaults().synchronize();
+    if (savesSettingsInBackground_) {
+        session_.globals.saveSettings();
+        session_.globals.defaults().setObject(FoliantGlobals::kActiveFileName, fileName_);
+        session_.globals.defaults().synchronize();
     }
 }
 
 void FoliantViewController::applicationDidBecomeActive() {
-    isApplicationSuspended = false;
+    isApplicationSuspended_ = false;
     redrawAllLines();
 }
 
 void FoliantViewController::handleApplicationOpenUrl(const QString& path, bool) {
-    if (isEditorActive) {
+    if (isEditorActive_) {
         closeDocumentWithCompletion([this, path](bool) {
             QTimer::singleShot(100, this, [this, path] {
                 if (openHandedOverFile) openHandedOverFile(path);

@@ -8,6 +8,7 @@
 #include <QWidget>
 
 #include "ink/KGeometry.h"
+#include "ink/ViewTransform.h"
 
 namespace velumen {
 
@@ -23,8 +24,8 @@ class KPositionSatelliteView : public QWidget {
     explicit KPositionSatelliteView(QWidget* parent);
 
     // The whole page and the part of it in view, both in page units.
-    Rect maxFrame{0, 0, 1536, 1920};
-    Rect currentFrame{0, 0, 1536, 1920};
+    Rect maxFrame{0, 0, kPageSize.width, kPageSize.height};
+    Rect currentFrame{0, 0, kPageSize.width, kPageSize.height};
     bool showPercentage = true;
 
     // Shows the map at once at 0.4 alpha with this visible part and zoom text, stopping a fade under way.

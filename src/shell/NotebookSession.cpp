@@ -95,9 +95,9 @@ void NotebookSession::tell(const QString& text) {
 
 bool NotebookSession::quit() {
     // A stroke still running is dropped, as when the system takes a touch away; every committed one stays.
-    editor_.router.cancelAllTouches();
+    editor_.view().router.cancelAllTouches();
     // A window already closed went to the background as it went: its save is under way.
-    if (!editor_.isApplicationSuspended) editor_.applicationWillResignActive();
+    if (!editor_.isApplicationSuspended()) editor_.applicationWillResignActive();
     if (!editor_.document()) return true;
     auto closed = std::make_shared<std::optional<bool>>();
     editor_.closeDocumentWithCompletion([closed](bool success) { *closed = success; });

@@ -10,19 +10,13 @@ namespace velumen {
 
 void choosePen(FoliantViewController& editor, const ScriptPen& pen) {
     // Without a width, the one last used with the pen, as the palette offers it.
-    const std::vector<float>& widths = editor.globals.penWidths();
-    const std::size_t index = std::size_t(pen.index);
-    float width = editor.sampler.currentStrokeThickness;
-    if (pen.width)
-        width = *pen.width;
-    else if (index < widths.size())
-        width = widths[index];
-    editor.sampler.setPenTypeIndex(pen.index, width, editor.globals.penTables);
-    if (pen.color) editor.sampler.setPenColor(*pen.color, editor.globals.penTables);
+    EditorSession& session = editor.session();
+    session.setPenTypeIndex(pen.index, pen.width);
+    if (pen.color) session.sampler.setPenColor(*pen.color, session.globals.penTables);
 }
 
 void setZoomAboutMiddle(FoliantViewController& editor, float zoom) {
-    EditorViewport& viewport = editor.viewport;
+    EditorViewport& viewport = editor.session().viewport;
     const Point middle{viewport.eaglFrameSize.width / 2, viewport.eaglFrameSize.height / 2};
     // Within the limits first, so that the page point under the middle stays there, as with the wheel.
     const float limited = std::clamp(zoom, viewport.minZoomFactor, viewport.maxZoomFactor);
@@ -45,7 +39,7 @@ void replayTouchScript(FoliantViewController& editor, ManualClock& clock, const 
     };
     hooks.choosePen = [&](const ScriptPen& pen) { choosePen(editor, pen); };
     hooks.setZoom = [&](float zoom) { setZoomAboutMiddle(editor, zoom); };
-    playTouchScript(script, editor.router, clock, hooks);
+    playTouchScript(script, editor.view().router, clock, hooks);
 }
 
 void replaySteps(FoliantViewController& editor, ManualClock& clock, const std::vector<ReplayStep>& steps) {

@@ -33,11 +33,8 @@ std::vector<const KVSPointSet*> ink(const FoliantPage& page) {
 class PageInkEditorTest : public ::testing::Test {
   protected:
     PageInkEditorTest() {
-        editor.hooks().clearSelection = [this] { ++clearSelections; };
-        editor.hooks().deleteInkSnapshotTexture = [this] { ++snapshotDeletes; };
-        editor.hooks().eraseView = [this] { ++viewErases; };
-        editor.hooks().registerDocumentChange = [this] { ++documentChanges; };
         editor.setCurrentPage(page);
+        editor.takeEffects();
     }
 
     // What the event loop does after each event.
@@ -50,7 +47,6 @@ class PageInkEditorTest : public ::testing::Test {
         editor.endUndoGrouping();
     }
 
-    int clearSelections = 0, snapshotDeletes = 0, viewErases = 0, documentChanges = 0;
     std::shared_ptr<FoliantPage> page = std::make_shared<FoliantPage>();
     PageInkEditor editor;
 };
@@ -60,7 +56,8 @@ TEST_F(PageInkEditorTest, AddedAndRemovedRunsComeBackAsTheSameObjectsInOrder) {
     page->pointSets = arrayOf({x, y, z});
     editor.addPointSets(arrayOf({a}));
     editor.endUndoGrouping();
-    EXPECT_EQ(documentChanges, 2);  // the edit, then the checkpoint
+    // The edit and its checkpoint make one change of the book.
+    EXPECT_EQ(editor.takeEffects(), (EditorEffects{.repaint = true, .bookChanged = true, .undoChanged = true}));
     undo();
     EXPECT_EQ(ink(*page), ids({x, y, z}));
     redo();
@@ -72,7 +69,6 @@ TEST_F(PageInkEditorTest, AddedAndRemovedRunsComeBackAsTheSameObjectsInOrder) {
     // Given out of z order, with a run that is not on the page.
     editor.removePointSets(arrayOf({z, e, b}));
     EXPECT_EQ(ink(*page), ids({x, y, c, a, d}));
-    EXPECT_EQ(clearSelections, 2);  // once more than the undo of the first addition
     editor.endUndoGrouping();
     undo();
     EXPECT_EQ(ink(*page), ids({b, x, y, c, z, a, d}));
@@ -102,10 +98,10 @@ TEST_F(PageInkEditorTest, EachPageHasItsOwnStackAndAClearGivesBackTheSameArray) 
     auto page2 = std::make_shared<FoliantPage>();
     auto original = arrayOf({run(3), run(4)});
     page->pointSets = original;
-    editor.clearBoard();
+    const EditorEffects cleared = editor.clearBoard();
     EXPECT_EQ(original->count(), 2u);
-    EXPECT_EQ(viewErases, 1);
-    EXPECT_EQ(snapshotDeletes, 1);
+    // The page on screen lost its ink: a stroke on it goes, and the view takes the new list.
+    EXPECT_TRUE(cleared.strokeDropped && cleared.inkReplaced && cleared.bookChanged);
     editor.endUndoGrouping();
     UndoManager* stack1 = editor.undoManager();
 
@@ -120,8 +116,9 @@ TEST_F(PageInkEditorTest, EachPageHasItsOwnStackAndAClearGivesBackTheSameArray) 
     EXPECT_EQ(page->pointSets, original);
     stack1->redo();
     EXPECT_EQ(page->pointSets->count(), 0u);
-    EXPECT_EQ(viewErases, 1);
-    EXPECT_EQ(snapshotDeletes, 1);
+    const EditorEffects offScreen = editor.takeEffects();
+    EXPECT_TRUE(offScreen.bookChanged);
+    EXPECT_FALSE(offScreen.repaint || offScreen.inkReplaced || offScreen.strokeDropped);
     UndoManager* stack2 = editor.undoManager();
     editor.setCurrentPage(page);
     EXPECT_EQ(editor.undoManager(), stack1);
@@ -131,11 +128,11 @@ TEST_F(PageInkEditorTest, EachPageHasItsOwnStackAndAClearGivesBackTheSameArray) 
     // No page: edits do nothing and there is no stack.
     editor.setCurrentPage(nullptr);
     EXPECT_EQ(editor.undoManager(), nullptr);
-    const int changes = documentChanges;
+    editor.takeEffects();
     editor.addPointSets(arrayOf({s}));
-    editor.clearBoard();
-    editor.addUndoToRevertToPointsetsSnapshot(arrayOf({s}));
-    EXPECT_EQ(documentChanges, changes);
+    EXPECT_FALSE(editor.clearBoard().bookChanged);
+    EXPECT_FALSE(editor.addUndoToRevertToPointsetsSnapshot(arrayOf({s})).bookChanged);
+    EXPECT_FALSE(editor.takeEffects().bookChanged);
 }
 
 TEST_F(PageInkEditorTest, AnErasingGestureIsOneUndoStep) {

@@ -1,5 +1,5 @@
-// A touch dispatcher on a real book page with its undo stack and the real stroke sampler, fed touch records
-// as the router makes them.
+// A touch dispatcher with the drawing and erasing tools on a real book page with its undo stack and the real
+// stroke sampler, fed touch records as the router makes them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,6 +9,8 @@
 
 #include "document/PageInkEditor.h"
 #include "input/TouchDispatcher.h"
+#include "input/tools/DrawTool.h"
+#include "input/tools/EraserTool.h"
 #include "shell/DefaultsStore.h"
 #include "shell/FoliantGlobals.h"
 
@@ -20,10 +22,14 @@ struct Rig : ::testing::Test {
     FoliantData book;
     PageInkEditor editor;
     ManualClock clock{10.0};
-    StrokeSampler sampler{editor, clock};
     EditorViewport viewport;
-    TouchDispatcher dispatcher{sampler, viewport, globals};
+    StrokeSampler sampler{editor, clock, viewport.view};
+    DrawTool drawTool{sampler, editor};
+    EraserTool eraserTool{editor, viewport, sampler};
+    TouchDispatcher dispatcher{viewport};
     std::map<std::int64_t, TouchRecord> down;
+    // What the dispatcher reported since the start, merged; and the fingers refused for the stylus.
+    EditorEffects effects;
     int flashes = 0;
 
     void SetUp() override {
@@ -34,7 +40,17 @@ struct Rig : ::testing::Test {
         viewport.layoutForFrameSize({768, 1024});
         viewport.showHomeView();
         dispatcher.document = &book;
-        dispatcher.hooks.flashStylusButton = [this] { ++flashes; };
+        dispatcher.registerTool(TouchMode::Draw, drawTool);
+        dispatcher.registerTool(TouchMode::Erase, eraserTool);
+    }
+    // The pen by index (0 is the eraser) at a width; a single pointer then erases or draws.
+    void usePen(std::int64_t index, float width) {
+        sampler.setPenTypeIndex(index, width, globals.penTables());
+        dispatcher.singlePointerMode = index == 0 ? TouchMode::Erase : TouchMode::Draw;
+    }
+    void take(const EditorEffects& e) {
+        effects |= e;
+        if (e.stylusRefused) ++flashes;
     }
 
     std::size_t runs() const { return book.pointSets() ? book.pointSets()->count() : 0; }
@@ -60,13 +76,13 @@ struct Rig : ::testing::Test {
         t.type = type;
         t.majorRadius = radius;
         t.force = type == TouchType::Stylus ? 0.5 : 0;
-        dispatcher.touchesBegan({t}, event());
+        take(dispatcher.touchesBegan({t}, event()));
     }
     void move(std::int64_t id, Point p, std::optional<double> radius = {}) {
         clock.advance(0.02);
         TouchRecord& t = put(id, p, TouchPhase::Moved);
         if (radius) t.majorRadius = radius;
-        dispatcher.touchesMoved({t}, event());
+        take(dispatcher.touchesMoved({t}, event()));
     }
     void end(std::int64_t id, bool cancelled = false) {
         clock.advance(0.02);
@@ -75,10 +91,7 @@ struct Rig : ::testing::Test {
         down[id] = t;
         const TouchEvent e = event();
         down.erase(id);
-        if (cancelled)
-            dispatcher.touchesCancelled({t}, e);
-        else
-            dispatcher.touchesEnded({t}, e);
+        take(cancelled ? dispatcher.touchesCancelled({t}, e) : dispatcher.touchesEnded({t}, e));
     }
     // A one-finger stroke with n movement samples.
     void strokeWithSamples(std::int64_t id, int n) {

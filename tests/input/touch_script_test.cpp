@@ -171,7 +171,7 @@ TEST_F(ScriptRig, StationaryTouchesAddNoSampleButAStylusPressingHarderDoes) {
         router.routeRecords(script->events[i].touches);
         EXPECT_EQ(linePoints(), steps[i].second) << "after line " << i + 1;
     }
-    EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
+    EXPECT_EQ(dispatcher.touchMode, TouchMode::Draw);
     // The last pressure update set the stroke's pressure factor: 2 x 0.3, at least 0.8.
     EXPECT_EQ(sampler.forceFactor, 0.8);
 }

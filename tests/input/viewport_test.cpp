@@ -61,8 +61,8 @@ TEST_F(ViewportTest, ConversionsAreInverseAndLimitsFollowTheFrame) {
     }
     // At the minimum the page covers the view: overshoot room in one axis only.
     viewport.showHomeView();
-    EXPECT_GT(1536 * viewport.zoomFactor - 768, 0);
-    EXPECT_FLOAT_EQ(1920 * viewport.zoomFactor - 1024, 0);
+    EXPECT_GT(1536 * viewport.view.zoomFactor - 768, 0);
+    EXPECT_FLOAT_EQ(1920 * viewport.view.zoomFactor - 1024, 0);
     EXPECT_EQ(viewport.percentageText(), "1.0x");
 }
 
@@ -70,33 +70,33 @@ TEST_F(ViewportTest, PinchKeepsTheCanvasPointUnderTheFingers) {
     viewport.setCanvasPoint({0, 0}, {0, 0}, 1.0f);
     const Point downMid{400, 500};
     const Point canvas = viewport.eaglPointFromViewPoint(downMid);
-    const float z0 = viewport.zoomFactor;
+    const float z0 = viewport.view.zoomFactor;
     // Fingers 100 apart, moving and spreading.
     const std::pair<Point, float> steps[] = {
         {{402, 503}, 104.9f}, {{380, 520}, 110}, {{350, 560}, 160}, {{300, 600}, 90}};
     for (const auto& [mid, d] : steps) {
         viewport.zoomStep(mid, d, canvas, 100, z0);
         if (d < 105 && d > 95) {
-            EXPECT_EQ(viewport.zoomFactor, z0) << d;
+            EXPECT_EQ(viewport.view.zoomFactor, z0) << d;
         }
         const Point under = viewport.viewPointFromEaglPoint(canvas);
         // Under the fingers as seen: the ink where the limits allow, the rest as a move of the surface.
         EXPECT_NEAR(under.x + viewport.viewPanDelta.x, mid.x, 1e-3);
         EXPECT_NEAR(under.y + viewport.viewPanDelta.y, mid.y, 1e-3);
     }
-    EXPECT_EQ(book.zoomFactor(), viewport.zoomFactor);
+    EXPECT_EQ(book.zoomFactor(), viewport.view.zoomFactor);
 }
 
 TEST_F(ViewportTest, ZoomIsClampedAndPanLimitedInOrder) {
-    viewport.zoomStep({100, 100}, 10000, {50, 50}, 100, viewport.zoomFactor);
-    EXPECT_EQ(viewport.zoomFactor, viewport.maxZoomFactor);
-    viewport.zoomStep({100, 100}, 6, {50, 50}, 100, viewport.zoomFactor);
-    EXPECT_EQ(viewport.zoomFactor, viewport.minZoomFactor);
+    viewport.zoomStep({100, 100}, 10000, {50, 50}, 100, viewport.view.zoomFactor);
+    EXPECT_EQ(viewport.view.zoomFactor, viewport.maxZoomFactor);
+    viewport.zoomStep({100, 100}, 6, {50, 50}, 100, viewport.view.zoomFactor);
+    EXPECT_EQ(viewport.view.zoomFactor, viewport.minZoomFactor);
     // Beyond the right edge: the pan stored in the book is at its limit, the rest is overshoot.
     viewport.setCanvasPoint({0, 0}, {-5000, 0}, viewport.minZoomFactor);
-    const double overX = 1536 * double(viewport.zoomFactor) - 768;
+    const double overX = 1536 * double(viewport.view.zoomFactor) - 768;
     EXPECT_DOUBLE_EQ(book.panDelta().x, -overX);
-    EXPECT_NEAR(viewport.inkPanDelta.x, -overX, 1e-3);
+    EXPECT_NEAR(viewport.view.inkPanDelta.x, -overX, 1e-3);
     EXPECT_LT(viewport.viewPanDelta.x, 0);
     // A book stored at a zoom out of range is corrected when loaded.
     book.setZoomFactor(100);
@@ -106,18 +106,18 @@ TEST_F(ViewportTest, ZoomIsClampedAndPanLimitedInOrder) {
 
 TEST_F(ViewportTest, OvershootOnlyMovesTheSurfaceAndSpringsBack) {
     const Point canvas = viewport.eaglPointFromViewPoint({384, 512});
-    const Point ink = viewport.inkPanDelta;
+    const Point ink = viewport.view.inkPanDelta;
     repaints = 0;
     // At the minimum with the page filling the height: pulling down only overshoots.
-    EXPECT_FALSE(viewport.zoomStep({384, 600}, 100, canvas, 100, viewport.zoomFactor));
+    EXPECT_FALSE(viewport.zoomStep({384, 600}, 100, canvas, 100, viewport.view.zoomFactor));
     EXPECT_EQ(repaints, 0);
-    EXPECT_EQ(viewport.inkPanDelta.y, ink.y);
+    EXPECT_EQ(viewport.view.inkPanDelta.y, ink.y);
     EXPECT_NEAR(translation.y, 88, 1e-3);
     viewport.resetViewPanDelta();
     EXPECT_EQ(translation.y, 0);
     EXPECT_EQ(translation.x, 0);
     // A real pan repaints.
-    EXPECT_TRUE(viewport.zoomStep({300, 512}, 100, canvas, 100, viewport.zoomFactor));
+    EXPECT_TRUE(viewport.zoomStep({300, 512}, 100, canvas, 100, viewport.view.zoomFactor));
     EXPECT_EQ(repaints, 1);
 }
 

@@ -35,7 +35,8 @@ TEST(NoContext, TheSurfaceStaysEmptyAndEverythingGoesOn) {
         void addPointSetsAtBack(const KVSPointSetArrayPtr&) override { ++commits; }
     } page;
     ManualClock clock;
-    StrokeSampler sampler(page, clock);
+    const ViewTransform transform;
+    StrokeSampler sampler(page, clock, transform);
     PenTables tables;
     sampler.renderer = &compositor;
     for (std::int64_t pen : {1, 4}) {

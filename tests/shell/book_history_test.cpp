@@ -8,7 +8,7 @@
 
 #include "document/PageInkEditor.h"
 #include "input/EditorViewport.h"
-#include "input/InkEraser.h"
+#include "input/tools/EraserTool.h"
 #include "shell/pages/PageNavigator.h"
 
 namespace velumen {
@@ -31,7 +31,9 @@ struct Rig {
     FoliantData book;
     PageInkEditor editor;
     EditorViewport viewport;
-    InkEraser eraser{viewport, editor};
+    ManualClock clock;
+    StrokeSampler sampler{editor, clock, viewport.view};
+    EraserTool eraser{editor, viewport, sampler};
     std::unique_ptr<PageNavigator> navigator;
     std::map<const FoliantPage*, History> model;
     std::mt19937 random{20261121};
@@ -88,12 +90,10 @@ struct Rig {
     bool erase() {
         if (!page().pointSets) page().pointSets = std::make_shared<KVSPointSetArray>();
         const PageState before = state();
-        const KVSPointSetArrayPtr snapshot = page().pointSets;
-        page().pointSets = KVSPointSetArray::initWithPointSetArray(*snapshot);
         const Point at = viewport.viewPointFromEaglPoint({uniform(0, 800), uniform(0, 1000)});
-        for (int i = 0; i < 3; ++i)
-            eraser.eraseAtPoint({at.x + 10 * i, at.y});
-        eraser.endErasing(snapshot);
+        eraser.begin({at});
+        eraser.move({{at.x + 10, at.y}});
+        eraser.end({{at.x + 20, at.y}}, false);
         return state() != before;
     }
     void checkStacks() {

@@ -53,7 +53,7 @@ struct EditorWithFile {
     double t = 0;
 
     EditorWithFile() {
-        vc.savesSettingsInBackground = false;
+        vc.setSavesSettingsInBackground(false);
         vc.resize(600, 750);
         vc.show();
         // On a busy machine the window takes a while to appear; every test needs it on screen.
@@ -77,7 +77,7 @@ struct EditorWithFile {
         r.phase = phase;
         r.location = p;
         r.timestamp = t += 0.02;
-        vc.router.routeRecords({r});
+        vc.view().router.routeRecords({r});
     }
     void strokeDown(double y) {
         touch(TouchPhase::Began, {100, y});
@@ -120,7 +120,7 @@ TEST(EditorDocument, AnAutosaveWaitsForTheFingerAndThenSavesOnce) {
     e.vc.autoSaveDocumentWithCompletion([&](bool ok) { answer = ok; });
     ASSERT_TRUE(QTest::qWaitFor([&] { return answer.has_value(); }, 2000));
     EXPECT_FALSE(*answer);
-    EXPECT_TRUE(e.vc.didAbortAutoSave);
+    EXPECT_TRUE(e.vc.didAbortAutoSave());
     // A second refusal arms no second retry.
     e.vc.autoSaveDocumentWithCompletion({});
 
@@ -145,7 +145,7 @@ TEST(EditorDocument, AnAutosaveWaitsForTheFingerAndThenSavesOnce) {
         look();
     }
     EXPECT_EQ(seen.size(), 1u);
-    EXPECT_FALSE(e.vc.didAbortAutoSave);
+    EXPECT_FALSE(e.vc.didAbortAutoSave());
     EXPECT_FALSE(e.vc.document()->hasUnsavedChanges());
     const FoliantDataPtr saved = readBack(e.path);
     ASSERT_TRUE(saved);
@@ -169,13 +169,13 @@ TEST(EditorDocument, InTheBackgroundASaveIsGrantedMidStrokeAndPaintsNothing) {
     ASSERT_TRUE(e.open());
     e.vc.stopDisplayLink();
     e.stroke(300);
-    const std::uint64_t presents = e.vc.surface.eaglView().presentCount();
+    const std::uint64_t presents = e.vc.view().surface.eaglView().presentCount();
     std::optional<bool> answer;
     e.vc.autoSaveDocumentWithCompletion([&](bool ok) { answer = ok; });
     ASSERT_TRUE(QTest::qWaitFor([&] { return answer.has_value(); }, 5000));
     EXPECT_TRUE(*answer);
-    EXPECT_EQ(e.vc.surface.eaglView().presentCount(), presents);  // nothing painted
-    EXPECT_TRUE(e.vc.needToUpdateDocumentThumbnail);              // the preview is owed
+    EXPECT_EQ(e.vc.view().surface.eaglView().presentCount(), presents);  // nothing painted
+    EXPECT_TRUE(e.vc.needsThumbnailUpdate());              // the preview is owed
     const FoliantDataPtr saved = readBack(e.path);
     EXPECT_EQ(saved->pointSets()->count(), 2u);
     // The old preview's very bytes: no picture was encoded.
@@ -207,14 +207,14 @@ TEST(EditorDocument, ALockedBookComesThroughViewingAndPageTurnsByteForByte) {
     const QByteArray original = bytesOf(e.path);
 
     ASSERT_TRUE(e.open());
-    auto turned = [&] { return e.vc.pageNavigator->pendingPageTurnOperations() == 0; };
-    e.vc.pageNavigator->turnToPage(1, true);
+    auto turned = [&] { return e.vc.pageNavigator()->pendingPageTurnOperations() == 0; };
+    e.vc.pageNavigator()->turnToPage(1, true);
     QTRY_VERIFY(turned());
     e.vc.nextPageButtonTapped();
     QTRY_VERIFY(turned());
     e.vc.nextPageButtonTapped();  // the last page of a locked book adds none
     EXPECT_EQ(e.vc.book()->pages().size(), 3u);
-    e.vc.viewport.setCanvasPoint({300, 300}, {100, 100}, e.vc.viewport.minZoomFactor * 3);
+    e.vc.session().viewport.setCanvasPoint({300, 300}, {100, 100}, e.vc.session().viewport.minZoomFactor * 3);
     e.stroke(200);  // a locked book takes the selection path: no ink
     e.vc.applicationWillResignActive();
     e.vc.applicationDidBecomeActive();
@@ -256,7 +256,7 @@ TEST(EditorDocument, LockingHidesTheEditingButtonsAndNoKeyOrButtonChangesTheBook
     QTest::keyClick(&e.vc, Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
     e.vc.redoButtonTapped();
     QTest::keyClick(&e.vc, Qt::Key_E);
-    EXPECT_NE(e.vc.sampler.inkType, 3);
+    EXPECT_NE(e.vc.session().sampler.inkType, 3);
     e.stroke(500);
     QApplication::processEvents();
     EXPECT_EQ(e.vc.book()->pointSets(), ink);

@@ -112,8 +112,8 @@ TEST(EditorEndToEnd, TabletStrokesFollowThePenAndItsPressure) {
 
     // The runs lie along the strokes, in page units.
     for (const auto& [run, y] : {std::pair{&light, 250.0}, std::pair{&heavy, 500.0}}) {
-        const Point start = e.vc.viewport.eaglPointFromViewPoint({100, y});
-        const Point end = e.vc.viewport.eaglPointFromViewPoint({400, y});
+        const Point start = e.vc.session().viewport.eaglPointFromViewPoint({100, y});
+        const Point end = e.vc.session().viewport.eaglPointFromViewPoint({400, y});
         for (std::uint64_t i = 0; i < run->length(); ++i) {
             EXPECT_GE(run->data().floats()[3 * i], start.x - 2);
             EXPECT_LE(run->data().floats()[3 * i], end.x + 2);
@@ -132,7 +132,7 @@ TEST(EditorEndToEnd, TabletStrokesFollowThePenAndItsPressure) {
         EXPECT_TRUE(inked(screen, int(250 * scale), py));
         EXPECT_FALSE(inked(screen, int(60 * scale), py));
         EXPECT_FALSE(inked(screen, int(450 * scale), py));
-        const double diameter = largestDot(*run) * 2 * e.vc.viewport.zoomFactor * scale;
+        const double diameter = largestDot(*run) * 2 * e.vc.session().viewport.view.zoomFactor * scale;
         const int thickness = columnInk(screen, int(250 * scale), py);
         EXPECT_GE(thickness, std::max(1.0, diameter * 0.5)) << "dot diameter " << diameter;
         EXPECT_LE(thickness, diameter * 1.3 + 2) << "dot diameter " << diameter;
@@ -166,8 +166,8 @@ TEST(EditorEndToEnd, MouseStrokeDrawsAndSynthesisedMouseEventsDoNot) {
     mouse(QEvent::MouseButtonRelease, {350, 350}, Qt::LeftButton, Qt::NoButton);
     ASSERT_EQ(e.ink().pointSets().size(), 1u);
     const KVSPointSet& run = *e.ink().pointSets()[0];
-    const Point from = e.vc.viewport.eaglPointFromViewPoint({150, 150});
-    const Point to = e.vc.viewport.eaglPointFromViewPoint({350, 350});
+    const Point from = e.vc.session().viewport.eaglPointFromViewPoint({150, 150});
+    const Point to = e.vc.session().viewport.eaglPointFromViewPoint({350, 350});
     for (std::uint64_t i = 0; i < run.length(); ++i) {
         const float x = run.data().floats()[3 * i], y = run.data().floats()[3 * i + 1];
         EXPECT_NEAR(x, y - (from.y - from.x), 2.0);
@@ -180,7 +180,7 @@ TEST(EditorEndToEnd, MouseStrokeDrawsAndSynthesisedMouseEventsDoNot) {
     EXPECT_TRUE(inked(screen, int(250 * scale), int(250 * scale)));
     EXPECT_FALSE(inked(screen, int(250 * scale), int(330 * scale)));
     EXPECT_FALSE(inked(screen, int(400 * scale), int(400 * scale)));
-    const double diameter = largestDot(run) * 2 * e.vc.viewport.zoomFactor * scale;
+    const double diameter = largestDot(run) * 2 * e.vc.session().viewport.view.zoomFactor * scale;
     // Across a 45-degree line a column meets it over sqrt(2) times its width.
     const int thickness = columnInk(screen, int(250 * scale), int(250 * scale));
     EXPECT_GE(thickness, std::max(1.0, diameter * 0.5));
@@ -190,7 +190,7 @@ TEST(EditorEndToEnd, MouseStrokeDrawsAndSynthesisedMouseEventsDoNot) {
 TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneBack) {
     Editor e;
     REQUIRE_SURFACE(e);
-    ASSERT_EQ(e.vc.viewport.profile, DeviceProfile::Tablet);
+    ASSERT_EQ(e.vc.session().viewport.profile, DeviceProfile::Tablet);
     ASSERT_NE(e.vc.wristGuard(), nullptr);
     QWidget* surface = e.vc.touchTarget();
     const QPoint low = surface->mapToGlobal(QPoint(300, surface->height() - 60));
@@ -278,7 +278,7 @@ TEST(EditorEndToEnd, TwoFingersShowThePositionMapAndAnOvershootSpringsBack) {
     std::tie(a, b) = fingers(300, 300, 200);
     QTest::touchEvent(frame->window(), screen).move(0, a, frame).move(1, b, frame);
     EXPECT_EQ(map->percentageText(), "1.9x");
-    EXPECT_NEAR(e.vc.viewport.zoomFactor / e.vc.viewport.minZoomFactor, 200.0 / 105.0, 1e-5);
+    EXPECT_NEAR(e.vc.session().viewport.view.zoomFactor / e.vc.session().viewport.minZoomFactor, 200.0 / 105.0, 1e-5);
     QTest::touchEvent(frame->window(), screen).release(0, a, frame).release(1, b, frame);
     QTRY_VERIFY(!map->isVisible());
 }
@@ -297,7 +297,7 @@ TEST(EditorEndToEnd, EveryActionIsItsOwnUndoStepWhateverStartedIt) {
     // event loop, then a stroke: three steps.
     QAction command;
     float x = 100;
-    QObject::connect(&command, &QAction::triggered, [&] { e.vc.editor.addPointSets(runOf(x += 50)); });
+    QObject::connect(&command, &QAction::triggered, [&] { e.vc.session().editor.addPointSets(runOf(x += 50)); });
     command.trigger();
     QApplication::processEvents();
     command.trigger();
@@ -321,9 +321,9 @@ TEST(EditorEndToEnd, TenEraserStampsInOneTickCostOneRepaint) {
                               QInputDevice::Capability::Position | QInputDevice::Capability::Pressure, 1, 2);
     for (double y = 100; y <= 400; y += 30)
         tabletStroke(e, pen, 100, 500, y, 0.5);
-    e.vc.compositor.drawFrame();
+    e.vc.view().compositor.drawFrame();
     const std::uint64_t dots = e.ink().mergedPointSet()->length();
-    const std::uint64_t presents = e.vc.surface.eaglView().presentCount();
+    const std::uint64_t presents = e.vc.view().surface.eaglView().presentCount();
 
     e.vc.setPenTypeIndex(0);
     auto touch = [&](TouchPhase phase, double y) {
@@ -331,18 +331,18 @@ TEST(EditorEndToEnd, TenEraserStampsInOneTickCostOneRepaint) {
         r.id = 9;
         r.phase = phase;
         r.location = {300, y};
-        e.vc.router.routeRecords({r});
+        e.vc.view().router.routeRecords({r});
     };
     touch(TouchPhase::Began, 100);
     for (int i = 1; i < 10; ++i)
         touch(TouchPhase::Moved, 100 + 30 * i);
     EXPECT_LT(e.ink().mergedPointSet()->length(), dots);
-    EXPECT_EQ(e.vc.surface.eaglView().presentCount(), presents);  // stamps only ask for a repaint
-    e.vc.compositor.drawFrame();
-    e.vc.compositor.drawFrame();
-    EXPECT_EQ(e.vc.surface.eaglView().presentCount(), presents + 1);
+    EXPECT_EQ(e.vc.view().surface.eaglView().presentCount(), presents);  // stamps only ask for a repaint
+    e.vc.view().compositor.drawFrame();
+    e.vc.view().compositor.drawFrame();
+    EXPECT_EQ(e.vc.view().surface.eaglView().presentCount(), presents + 1);
     touch(TouchPhase::Ended, 370);
-    EXPECT_EQ(e.vc.editor.undoManager()->undoCount(), 12u);  // eleven strokes and one erasure
+    EXPECT_EQ(e.vc.session().editor.undoManager()->undoCount(), 12u);  // eleven strokes and one erasure
 }
 
 }  // namespace

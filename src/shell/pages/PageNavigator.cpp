@@ -65,7 +65,7 @@ void PageNavigator::showFitView() {
 }
 
 void PageNavigator::takeViewFromBook() {
-    viewport_.zoomFactor = book_.zoomFactor();
+    viewport_.view.zoomFactor = book_.zoomFactor();
     viewport_.panDelta = book_.panDelta();
     viewport_.ensurePanZoomAreInBounds();
     viewport_.updateInkPanDelta();

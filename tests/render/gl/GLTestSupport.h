@@ -31,9 +31,12 @@ inline bool requiredGL() {
 struct GLSurface {
     EAGLViewController controller;
     PageCompositor compositor{controller.eaglView()};
+    // The transform the compositor draws through.
+    ViewTransform transform;
     bool ok = false;
 
     GLSurface(Size bounds, double scale, bool textures = true) {
+        compositor.readTransformFrom(transform);
         ok = controller.viewDidLoad();
         if (!ok) return;
         compositor.initializeEagl(scale);
@@ -51,9 +54,9 @@ inline QImage renderInk(GLSurface& s, const KVSPointSetArray& list, bool paper =
         s.gl().clearColor(white, white, white, white);
         s.gl().clear();
         s.gl().pushMatrix();
-        s.gl().translatef(s.compositor.inkPanDelta.x, s.compositor.inkPanDelta.y);
-        s.gl().scalef(s.compositor.zoomFactor, s.compositor.zoomFactor);
-        s.gl().setPointAttenuation(s.compositor.pointAttenuationForScale(s.compositor.zoomFactor));
+        s.gl().translatef(s.transform.inkPanDelta.x, s.transform.inkPanDelta.y);
+        s.gl().scalef(s.transform.zoomFactor, s.transform.zoomFactor);
+        s.gl().setPointAttenuation(s.compositor.pointAttenuationForScale(s.transform.zoomFactor));
         s.compositor.renderPointSets(list);
         s.gl().popMatrix();
     });

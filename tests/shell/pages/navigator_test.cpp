@@ -126,7 +126,7 @@ TEST_F(Navigator, DeletingTheCurrentPageShowsTheNextAndTheOnlyPageStays) {
     EXPECT_EQ(book->currentPage(), original[1]);
     EXPECT_EQ(editor.currentPage(), original[1]);
     EXPECT_EQ(frameUpdates, 1);
-    EXPECT_LE(viewport.zoomFactor, viewport.maxZoomFactor);
+    EXPECT_LE(viewport.view.zoomFactor, viewport.maxZoomFactor);
     EXPECT_EQ(title, "Page 1 of 7");
     // Deleting a page before the current one moves the index, not the page.
     book->setPageNum(3);

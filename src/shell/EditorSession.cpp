@@ -1,0 +1,56 @@
+#include "shell/EditorSession.h"
+
+namespace velumen {
+
+EditorSession::EditorSession(FoliantGlobals& globals_, const Clock& clock) : clock_(clock), globals(globals_) {
+    dispatcher.registerTool(TouchMode::Draw, drawTool);
+    dispatcher.registerTool(TouchMode::Erase, eraserTool);
+    sampler.usePenSettings(0, globals.penTables);
+    dispatcher.singlePointerMode = sampler.inkType == InkTypeEraser ? TouchMode::Erase : TouchMode::Draw;
+    dispatcher.isPencilConnected = stylusDetector.isPencilConnected();
+    applySettings();
+}
+
+void EditorSession::setBook(FoliantDataPtr book) {
+    sampler.cancelCurrentLine();
+    book_ = std::move(book);
+    if (book_ && book_->pages().empty()) {
+        book_->pages().push_back(FoliantData::createNewPage());
+        book_->setPageNum(0);
+    }
+    if (book_ && !book_->pointSets()) book_->setPointSets(std::make_shared<KVSPointSetArray>());
+    editor.setCurrentPage(book_ ? book_->currentPage() : nullptr);
+    viewport.document = book_.get();
+    dispatcher.document = book_.get();
+}
+
+void EditorSession::setPenTypeIndex(int index, std::optional<float> width) {
+    const std::vector<float>& widths = globals.penWidths();
+    const auto slot = std::size_t(index);
+    float w = sampler.currentStrokeThickness;
+    if (width)
+        w = *width;
+    else if (slot < widths.size())
+        w = widths[slot];
+    sampler.setPenTypeIndex(index, w, globals.penTables);
+    dispatcher.singlePointerMode = sampler.inkType == InkTypeEraser ? TouchMode::Erase : TouchMode::Draw;
+}
+
+void EditorSession::applySettings() {
+    dispatcher.policy = {globals.disablePalmRejection(), globals.onlyDrawWithStylus()};
+    eraserTool.isErasingSelectedColor = globals.isErasingSelectedColor;
+    edgeSwipes.enabled = viewport.profile == DeviceProfile::Phone && !globals.disableScreenPanning();
+    edgeSwipes.viewWidth = viewport.eaglFrameSize.width;
+}
+
+EditorEffects EditorSession::undo() {
+    if (isGestureRunning() || isBookLocked()) return {};
+    return editor.undo();
+}
+
+EditorEffects EditorSession::redo() {
+    if (isGestureRunning() || isBookLocked()) return {};
+    return editor.redo();
+}
+
+}  // namespace velumen

@@ -1,0 +1,137 @@
+#include "shell/EditorView.h"
+
+#include <QLabel>
+#include <QResizeEvent>
+#include <QVariantAnimation>
+#include <cmath>
+
+namespace velumen {
+
+EditorView::EditorView(EditorSession& session, std::optional<DeviceProfile> forcedProfile, QWidget* parent)
+    : QWidget(parent),
+      router(session.dispatcher, session.viewport),
+      session_(session),
+      forcedProfile_(forcedProfile),
+      displayLink_([this] { compositor.drawFrame(); }) {
+    compositor.readTransformFrom(session_.viewport.view);
+    router.edgeSwipes = &session_.edgeSwipes;
+    session_.viewport.redrawAllLines = [this] { redrawAllLines(); };
+    // The map of the page while it is panned or zoomed: at every two-finger step, gone at the touch's end;
+    // after the wheel it lingers a moment.
+    positionSatelliteView_ = new KPositionSatelliteView(this);
+    router.didMovePageByWheel = [this] {
+        showPositionSatelliteView();
+        positionSatelliteView_->fadeOut(kWheelMapLingerMilliseconds);
+    };
+    if (surface.viewDidLoad()) {
+        canvas_ = surface.createWidget(this);
+        // The surface has no window of its own before it is shown: ask the one it will show in.
+        compositor.initializeEagl(canvas_->window()->devicePixelRatioF());
+        compositor.loadFixedTextures();
+        session_.sampler.renderer = &compositor;
+        router.attach(canvas_);
+        // Overshoot moves the surface inside its frame; at the end of a touch it springs back.
+        springBack_ = new QVariantAnimation(this);
+        springBack_->setDuration(kSpringBackMilliseconds);
+        springBack_->setEasingCurve(QEasingCurve::InOutQuad);
+        connect(springBack_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
+            canvas_->setGeometry(QRect(value.toPoint(), size()));
+        });
+        EditorViewport& viewport = session_.viewport;
+        viewport.setSurfaceTranslation = [this](Point t) {
+            springBack_->stop();
+            canvas_->setGeometry(QRect(QPoint(int(std::lround(t.x)), int(std::lround(t.y))), size()));
+        };
+        viewport.animateSurfaceTranslation = [this](Point t) {
+            const QPoint target(int(std::lround(t.x)), int(std::lround(t.y)));
+            springBack_->stop();
+            if (canvas_->pos() == target) return session_.viewport.setSurfaceTranslation(t);
+            springBack_->setStartValue(canvas_->pos());
+            springBack_->setEndValue(target);
+            springBack_->start();
+        };
+        surface.eaglView().eaglViewDidLayoutSubViews = [this] { compositor.isFrameUpdateNeeded = true; };
+    } else {
+        auto* label = new QLabel("<p>No OpenGL 3.3 context could be made: pages cannot be shown.</p>", this);
+        label->setAlignment(Qt::AlignCenter);
+        router.attach(this);
+    }
+}
+
+EditorView::~EditorView() {
+    displayLink_.invalidate();
+    session_.sampler.renderer = nullptr;
+    session_.sampler.cancelCurrentLine();
+    session_.viewport.redrawAllLines = nullptr;
+    session_.viewport.setSurfaceTranslation = nullptr;
+    session_.viewport.animateSurfaceTranslation = nullptr;
+    // The surface widget refers to the view it shows, a member: it goes first.
+    delete canvas_;
+    canvas_ = nullptr;
+}
+
+void EditorView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    layoutForSize({double(width()), double(height())});
+}
+
+void EditorView::layoutForSize(Size size) {
+    positionSatelliteView_->placeInParent();
+    if (canvas_) {
+        springBack_->stop();
+        canvas_->setGeometry(QRect(QPoint(0, 0), QSize(int(std::lround(size.width)), int(std::lround(size.height)))));
+        surface.eaglView().layoutSubviews(size);
+    }
+    EditorViewport& viewport = session_.viewport;
+    viewport.profile = forcedProfile_.value_or(deviceProfileForViewSize(size));
+    viewport.layoutForFrameSize(size);
+    applyProfile();
+    if (needsDocumentLayout_ && session_.book()) {
+        viewport.handleDocumentChanged();
+        needsDocumentLayout_ = false;
+    }
+    compositor.isFrameUpdateNeeded = true;
+}
+
+void EditorView::applyProfile() {
+    const bool tablet = session_.viewport.profile == DeviceProfile::Tablet;
+    session_.applySettings();
+    // Made once, over the surface; it starts lowered.
+    if (tablet && !wristGuard_) wristGuard_ = new WristGuardView(this);
+    if (wristGuard_) {
+        wristGuard_->setShown(tablet &&
+                              !session_.globals.defaults().boolForKey(FoliantGlobals::kShouldHideWristGuard));
+        wristGuard_->layoutWristguardForViewSize(session_.viewport.eaglFrameSize);
+    }
+}
+
+void EditorView::showPageInk() {
+    const FoliantDataPtr& book = session_.book();
+    compositor.pointSets = book && book->pointSets() ? book->pointSets() : std::make_shared<KVSPointSetArray>();
+    compositor.isFrameUpdateNeeded = true;
+}
+
+void EditorView::redrawAllLines() {
+    if (canvas_) compositor.redrawAllLines();
+}
+
+QImage EditorView::screenImage() {
+    if (!canvas_) return {};
+    redrawAllLines();
+    return compositor.getThumbnailImage();
+}
+
+void EditorView::showPositionSatelliteView() {
+    const EditorViewport& viewport = session_.viewport;
+    positionSatelliteView_->showFrame(viewport.currentFrame(), QString::fromStdString(viewport.percentageText()));
+}
+
+void EditorView::hidePositionSatelliteView() {
+    positionSatelliteView_->fadeOut();
+}
+
+void EditorView::startDisplayLink() {
+    displayLink_.start(screen());
+}
+
+}  // namespace velumen

@@ -1,0 +1,60 @@
+#include "shell/NotebookWindow.h"
+
+#include <QMenuBar>
+#include <QStackedWidget>
+
+#include "shell/FoliantViewController.h"
+
+namespace velumen {
+
+NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
+    : QMainWindow(parent), editor_(editor) {
+    setWindowTitle("Velumen");
+    stack_ = new QStackedWidget(this);
+    stack_->addWidget(&editor);
+    stack_->setCurrentWidget(&editor);
+    setCentralWidget(stack_);
+
+    EditorWindow& commands = editor.window();
+    closeBookAction = new QAction("Close Book", this);
+    closeBookAction->setShortcut(QKeySequence::Close);
+    closeBookAction->setToolTip("Save the book and close it");
+    connect(closeBookAction, &QAction::triggered, &editor, [&editor] {
+        if (!editor.session().isGestureRunning()) editor.closeDocumentAndReturnToGallery();
+    });
+    quitAction = new QAction("Quit", this);
+    quitAction->setShortcut(QKeySequence::Quit);
+    quitAction->setToolTip("Save the book and quit");
+    connect(quitAction, &QAction::triggered, this, &QWidget::close);
+
+    QMenu* file = menuBar()->addMenu("&File");
+    file->addAction(closeBookAction);
+    file->addSeparator();
+    file->addAction(quitAction);
+    QMenu* edit = menuBar()->addMenu("&Edit");
+    edit->addAction(commands.undoAction);
+    edit->addAction(commands.redoAction);
+    edit->addSeparator();
+    edit->addAction(commands.toggleLockAction);
+    edit->addAction(commands.unlockAction);
+    QMenu* pens = menuBar()->addMenu("P&ens");
+    for (QAction* pen : commands.penActions)
+        pens->addAction(pen);
+    pens->addSeparator();
+    pens->addAction(commands.stylusAction);
+    QMenu* pages = menuBar()->addMenu("&Pages");
+    pages->addAction(commands.previousPageAction);
+    pages->addAction(commands.nextPageAction);
+    pages->addAction(commands.pagesAction);
+    QMenu* settings = menuBar()->addMenu("&Settings");
+    settings->addAction(commands.settingsAction);
+    for (QMenu* menu : {file, edit, pens, pages, settings})
+        menu->setToolTipsVisible(true);
+}
+
+NotebookWindow::~NotebookWindow() {
+    stack_->removeWidget(&editor_);
+    editor_.setParent(nullptr);
+}
+
+}  // namespace velumen
