@@ -44,7 +44,7 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     eaglFrame_ = new QWidget(this);
     layout->addWidget(eaglFrame_, 1);
 
-    sampler.usePenSettings(0, globals.penTables);
+    sampler.usePenSettings(0, globals.penTables());
     editor.hooks().eraseView = [this] { compositor.isFrameUpdateNeeded = true; };
     editor.hooks().forgetCurrentLine = [this] { sampler.cancelCurrentLine(); };
     editor.hooks().registerDocumentChange = [this] {
@@ -54,7 +54,7 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals_, const Clo
     dispatcher.hooks.pageInkReplaced = [this] { showPageInk(); };
     eraser.setFrameUpdateNeeded = [this] { compositor.isFrameUpdateNeeded = true; };
     dispatcher.hooks.eraseAtPoint = [this](Point p) {
-        eraser.isErasingSelectedColor = globals.isErasingSelectedColor;
+        eraser.isErasingSelectedColor = globals.isErasingSelectedColor();
         eraser.currentLineColor = sampler.currentLineColor;
         eraser.eraseAtPoint(p);
     };
@@ -321,7 +321,7 @@ void FoliantViewController::layoutForSize(Size size) {
 }
 
 void FoliantViewController::setPenTypeIndex(int index) {
-    sampler.setPenTypeIndex(index, globals.penWidths()[std::size_t(index)], globals.penTables);
+    sampler.setPenTypeIndex(index, globals.penWidths()[std::size_t(index)], globals.penTables());
 }
 
 QImage FoliantViewController::screenImage() {
@@ -395,9 +395,9 @@ void FoliantViewController::applyProfile() {
 }
 
 void FoliantViewController::stylusTapped() {
-    globals._onlyDrawWithStylus = !globals._onlyDrawWithStylus;
+    globals.setOnlyDrawWithStylus(!globals.onlyDrawWithStylus());
     updateStylusView();
-    if (globals._onlyDrawWithStylus) flashMessage("Draw with Pencil only", 0.5);
+    if (globals.onlyDrawWithStylus()) flashMessage("Draw with Pencil only", 0.5);
 }
 
 void FoliantViewController::updateStylusView() {
@@ -506,9 +506,9 @@ void FoliantViewController::showInputSettings() {
     connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
     if (dialog.exec() != QDialog::Accepted) return;
-    globals._disablePalmRejection = !palm->isChecked();
-    globals._onlyDrawWithStylus = stylus->isChecked();
-    globals._disableScreenPanning = !swipes->isChecked();
+    globals.setDisablePalmRejection(!palm->isChecked());
+    globals.setOnlyDrawWithStylus(stylus->isChecked());
+    globals.setDisableScreenPanning(!swipes->isChecked());
     globals.defaults().setObject(FoliantGlobals::kShouldHideWristGuard, !guard->isChecked());
     globals.defaults().synchronize();
     globals.saveSettings();

@@ -17,8 +17,8 @@ void choosePen(FoliantViewController& editor, const ScriptPen& pen) {
         width = *pen.width;
     else if (index < widths.size())
         width = widths[index];
-    editor.sampler.setPenTypeIndex(pen.index, width, editor.globals.penTables);
-    if (pen.color) editor.sampler.setPenColor(*pen.color, editor.globals.penTables);
+    editor.sampler.setPenTypeIndex(pen.index, width, editor.globals.penTables());
+    if (pen.color) editor.sampler.setPenColor(*pen.color, editor.globals.penTables());
 }
 
 void setZoomAboutMiddle(FoliantViewController& editor, float zoom) {

@@ -60,7 +60,7 @@ TEST_F(SwipeRig, OnlyAQuickSwipeFromNearTheEdgeTurnsAndASlowOneStaysAStroke) {
     ASSERT_EQ(turns.size(), 2u);
     EXPECT_EQ(turns[1], ScreenEdgeSwipes::Edge::Left);
 
-    globals._disableScreenPanning = true;
+    globals.setDisableScreenPanning(true);
     swipe(5, 120, 0.15);
     EXPECT_EQ(turns.size(), 2u);
     EXPECT_EQ(runs(), 3u);
@@ -72,7 +72,7 @@ TEST_F(SwipeRig, AnEraserTouchAtTheEdgeIsClaimedAndThePageKeepsItsInk) {
     const std::uint64_t dots = book.pointSets()->pointSets()[0]->length();
     int stamps = 0;
     dispatcher.hooks.eraseAtPoint = [&](Point) { ++stamps; };
-    sampler.setPenTypeIndex(0, 64, globals.penTables);
+    sampler.setPenTypeIndex(0, 64, globals.penTables());
     send(TouchPhase::Began, {760, 500}, 0);
     EXPECT_EQ(dispatcher.touchMode, TouchModeNone);  // cancelled for the page at once
     send(TouchPhase::Moved, {700, 500}, 0.02);

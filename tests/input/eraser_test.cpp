@@ -16,7 +16,7 @@ struct EraserRig : Rig {
         dispatcher.hooks.eraseAtPoint = [this](Point p) { eraser.eraseAtPoint(p); };
         dispatcher.hooks.endErasing = [this](const KVSPointSetArrayPtr& s) { eraser.endErasing(s); };
         viewport.setCanvasPoint({0, 0}, {0, 0}, 1.0f);
-        sampler.setPenTypeIndex(0, 64, globals.penTables);
+        sampler.setPenTypeIndex(0, 64, globals.penTables());
     }
     // A run of dots of one size along y = row, every 10 units from x0 to x1, in the colour.
     KVSPointSetPtr addRun(double row, double x0, double x1, float size, KColor color = {0, 0, 0, 0.35}) {

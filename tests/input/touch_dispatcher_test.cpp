@@ -62,7 +62,7 @@ TEST_F(Rig, SecondFingerDuringErasingRestoresThePageWithoutUndo) {
     const std::size_t undos = undoCount();
     // A stand-in eraser that empties the page list it is given.
     dispatcher.hooks.eraseAtPoint = [&](Point) { book.pointSets()->removeAllObjects(); };
-    sampler.setPenTypeIndex(0, 64, globals.penTables);
+    sampler.setPenTypeIndex(0, 64, globals.penTables());
     begin(2, {110, 100});
     EXPECT_EQ(dispatcher.touchMode, TouchModeErase);
     EXPECT_EQ(runs(), 0u);
@@ -100,14 +100,14 @@ TEST_F(Rig, StylusRulesAndPalms) {
     move(4, {340, 300}, 90.0);
     EXPECT_EQ(sampler.currentLine->points.size(), points);
     end(4);
-    globals._disablePalmRejection = true;
+    globals.setDisablePalmRejection(true);
     begin(5, {300, 300}, TouchType::Finger, 200.0);
     EXPECT_EQ(dispatcher.touchMode, TouchModeDraw);
     end(5);
 }
 
 TEST_F(Rig, StylusOnlyRefusesAFingerButTwoFingersZoom) {
-    globals._onlyDrawWithStylus = true;
+    globals.setOnlyDrawWithStylus(true);
     dispatcher.isPencilConnected = true;
     begin(1, {100, 100});
     EXPECT_EQ(dispatcher.touchMode, TouchModeNone);
