@@ -197,8 +197,8 @@ class FoliantGlobals : public QObject {
   private:
     // One row of the table of stored keys; defined with the table.
     struct Setting;
-    // Every stored key in store order: the persisted preferences, then the keys of other owners that have
-    // a registered default.
+    // Every key with a default, in the order they are loaded and saved: the persisted preferences, then the
+    // keys of other owners that only have a registered default.
     static const Setting kSettings[];
 
     // Registers each key's default with the defaults store, so that a key the store lacks reads as it.

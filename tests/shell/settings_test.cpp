@@ -79,45 +79,67 @@ auto persisted(const FoliantGlobals& g) {
                       g.pleaseRateVersion(), g.lastRateTime(), g.promotionVersion());
 }
 
-// Every persisted value away from its default, five pen slots and a 33rd colour among them. Colours are
-// kept as 32-bit floats: the palette starts from its stored precision.
+// One setter call for each persisted value, taking it away from its default: five pen slots and a 33rd
+// colour among them. Colours are kept as 32-bit floats: the palette starts from its stored precision.
+const std::pair<const char*, std::function<void(G&)>> kSetEveryValue[] = {
+    {"isPenPalettePinned", [](G& g) { g.setIsPenPalettePinned(true); }},
+    {"isErasingSelectedColor", [](G& g) { g.setIsErasingSelectedColor(true); }},
+    {"shownColorPaletteScrollHint", [](G& g) { g.setShownColorPaletteScrollHint(true); }},
+    {"disablePalmRejection", [](G& g) { g.setDisablePalmRejection(true); }},
+    {"onlyDrawWithStylus", [](G& g) { g.setOnlyDrawWithStylus(true); }},
+    {"disableScreenPanning", [](G& g) { g.setDisableScreenPanning(true); }},
+    {"recentFontSize", [](G& g) { g.setRecentFontSize(17.5f); }},
+    {"penColors",
+     [](G& g) {
+         std::vector<KColor> palette;
+         for (const KColor& c : g._defaultPenColors)
+             palette.push_back(
+                 {double(float(c.r)), double(float(c.g)), double(float(c.b)), double(float(c.a))});
+         palette[0] = {0.5, 0.25, 0, 0.5};
+         palette[5] = {0.25, 0.5, 0.75, 0.125};
+         palette.push_back({1, 1, 1, 0.5});
+         g.setPenColors(palette);
+     }},
+    {"penWidths",
+     [](G& g) {
+         g.setPenWidths({60, 5, 2, 24, 12, 7.25f});
+     }},
+    {"currentPenColors",
+     [](G& g) {
+         g.setCurrentPenColors({{1, 0, 0, 0.5},
+                                {0, 1, 0, 0.5},
+                                {0, 0, 1, 0.5},
+                                {1, 1, 0, 0.5},
+                                {0, 1, 1, 0.5},
+                                {1, 0, 1, 0.5}});
+     }},
+    {"penSettings",
+     [](G& g) {
+         std::vector<PenSettings> pens;
+         for (int i = 0; i < 5; ++i) {
+             pens.push_back(
+                 PenSettings::initWithColor({0.125 * i, 0.5, 1 - 0.125 * i, 0.25}, 2.0f + float(i)));
+             pens.back().inkType = i;
+         }
+         g.setPenSettings(pens);
+     }},
+    {"recentFontFamilies",
+     [](G& g) {
+         g.setRecentFontFamilies({"Mono", "Grüße\tSans", "Courier", "Times", "Helvetica"});
+     }},
+    {"recentFontName", [](G& g) { g.setRecentFontName("Courier"); }},
+    {"defaultTextSettings",
+     [](G& g) { g.setDefaultTextSettings({.fontSize = 30, .fontName = "Times", .textAlignment = 2}); }},
+    {"colorPalettePage", [](G& g) { g.setColorPalettePage(3); }},
+    {"installDate", [](G& g) { g.setInstallDate(123456789.5); }},
+    {"pleaseRateVersion", [](G& g) { g.setPleaseRateVersion(7); }},
+    {"lastRateTime", [](G& g) { g.setLastRateTime(99); }},
+    {"promotionVersion", [](G& g) { g.setPromotionVersion(4); }},
+};
+
 void setEveryValue(FoliantGlobals& g) {
-    g.setIsPenPalettePinned(true);
-    g.setIsErasingSelectedColor(true);
-    g.setShownColorPaletteScrollHint(true);
-    g.setDisablePalmRejection(true);
-    g.setOnlyDrawWithStylus(true);
-    g.setDisableScreenPanning(true);
-    g.setRecentFontSize(17.5f);
-    std::vector<KColor> palette;
-    for (const KColor& c : g.penColors())
-        palette.push_back({double(float(c.r)), double(float(c.g)), double(float(c.b)), double(float(c.a))});
-    palette[0] = {0.5, 0.25, 0, 0.5};
-    palette[5] = {0.25, 0.5, 0.75, 0.125};
-    palette.push_back({1, 1, 1, 0.5});
-    g.setPenColors(palette);
-    std::vector<PenSettings> pens;
-    for (int i = 0; i < 5; ++i) {
-        pens.push_back(PenSettings::initWithColor({0.125 * i, 0.5, 1 - 0.125 * i, 0.25}, 2.0f + float(i)));
-        pens.back().inkType = i;
-    }
-    g.setPenSettings(pens);
-    g.setPenWidths({60, 5, 2, 24, 12, 7.25f});
-    g.setCurrentPenColors(
-        {{1, 0, 0, 0.5}, {0, 1, 0, 0.5}, {0, 0, 1, 0.5}, {1, 1, 0, 0.5}, {0, 1, 1, 0.5}, {1, 0, 1, 0.5}});
-    for (const char* f : {"Times", "Courier", "Grüße\tSans", "Mono"})
-        g.addRecentFontFamily(f);
-    g.setRecentFontName("Courier");
-    FLTextSettings text;
-    text.fontName = "Times";
-    text.fontSize = 30;
-    text.textAlignment = 2;
-    g.setDefaultTextSettings(text);
-    g.setColorPalettePage(3);
-    g.setInstallDate(123456789.5);
-    g.setPleaseRateVersion(7);
-    g.setLastRateTime(99);
-    g.setPromotionVersion(4);
+    for (const auto& [key, set] : kSetEveryValue)
+        set(g);
 }
 
 // The class of the archived value under "root", read from the property list itself rather than through
@@ -201,10 +223,12 @@ TEST_F(SettingsTest, EveryValueRoundTripsInItsStoredFormAndSavesBackByteForByte)
         KeyedUnarchiver families(bytesOf(store->value("recentFontFamilies").toByteArray()));
         EXPECT_EQ(families.topDecoder().decodeStringArrayForKey("root"),
                   (std::vector<std::string>{"Mono", "Grüße\tSans", "Courier", "Times", "Helvetica"}));
-        EXPECT_EQ(store->value("onlyDrawWithStylus").typeId(), QMetaType::Bool);
-        EXPECT_EQ(store->value("promotionVersion").typeId(), QMetaType::LongLong);
-        EXPECT_EQ(store->value("installDate").typeId(), QMetaType::QDateTime);
     }
+    QStringList tableKeys;
+    for (const auto& [key, set] : kSetEveryValue)
+        tableKeys << key;
+    tableKeys.sort();
+    EXPECT_EQ(openDefaultsStore(path())->allKeys(), tableKeys);
     const QByteArray written = readFile(path());
     auto loaded = fresh(1.0);
     EXPECT_EQ(persisted(*loaded), persisted(*g));
@@ -315,36 +339,34 @@ TEST_F(SettingsTest, AStoreWrittenBeforeTheArchivedFormsLoadsAndIsWrittenBackAsB
     ASSERT_TRUE(QFile::copy(VELUMEN_SHELL_TEST_DATA_DIR "/settings-store-2026-11.plist", path()));
     QFile::setPermissions(path(), QFile::ReadOwner | QFile::WriteOwner);
     auto g = fresh(1.0);
-    EXPECT_TRUE(g->isPenPalettePinned() && g->shownColorPaletteScrollHint() && g->onlyDrawWithStylus() &&
-                g->disableScreenPanning());
-    EXPECT_FALSE(g->isErasingSelectedColor() || g->disablePalmRejection());
+    EXPECT_EQ(
+        std::tuple(g->isPenPalettePinned(), g->isErasingSelectedColor(), g->shownColorPaletteScrollHint(),
+                   g->disablePalmRejection(), g->onlyDrawWithStylus(), g->disableScreenPanning()),
+        std::tuple(true, false, true, false, true, true));
     EXPECT_EQ(g->recentFontSize(), 21.5f);
     ASSERT_EQ(g->penColors().size(), 32u);
     EXPECT_EQ(g->penColors()[3], (KColor{0.25, 0.5, 0.75, 0.125}));
     EXPECT_EQ(g->penColors()[30], (KColor{0.5, 0.25, 0.0, 0.5}));
-    const KColor factory = g->_defaultPenColors[4];
-    EXPECT_EQ(g->penColors()[4],
-              (KColor{float(factory.r), float(factory.g), float(factory.b), float(factory.a)}));
-    EXPECT_EQ(g->penWidths(), (std::vector<float>{48, 8, 2, 96, 14}));
     const auto f = [](double v) { return static_cast<double>(static_cast<float>(v)); };
+    const KColor factory = g->_defaultPenColors[4];
+    EXPECT_EQ(g->penColors()[4], (KColor{f(factory.r), f(factory.g), f(factory.b), f(factory.a)}));
+    EXPECT_EQ(g->penWidths(), (std::vector<float>{48, 8, 2, 96, 14}));
     EXPECT_EQ(g->currentPenColors(), (std::vector<KColor>{{1, 0, 0, f(0.35)},
                                                           {0, 1, 0, f(0.35)},
                                                           {0, 0, 1, f(0.35)},
                                                           {0.5, 0.5, 0.5, 1},
                                                           {0.25, 0.25, 0.25, 0.5},
                                                           {1, 1, 0, f(0.1)}}));
-    ASSERT_EQ(g->penSettings().size(), 3u);
-    EXPECT_EQ(g->penSettings()[0].thickness, 4.0f);
-    EXPECT_EQ(g->penSettings()[0].color, (KColor{f(0.2), f(0.4), f(0.6), f(0.35)}));
-    EXPECT_EQ(g->penSettings()[1].thickness, 12.0f);
-    EXPECT_EQ(g->penSettings()[1].inkType, InkTypeBrush);
-    EXPECT_EQ(g->penSettings()[2].thickness, 16.0f);
-    EXPECT_EQ(g->penSettings()[2].inkType, InkTypeHilighter);
+    const auto& pens = g->penSettings();
+    ASSERT_EQ(pens.size(), 3u);
+    EXPECT_EQ(pens[0].color, (KColor{f(0.2), f(0.4), f(0.6), f(0.35)}));
+    EXPECT_EQ(
+        std::tuple(pens[0].thickness, pens[1].thickness, pens[1].inkType, pens[2].thickness, pens[2].inkType),
+        std::tuple(4.0f, 12.0f, InkTypeBrush, 16.0f, InkTypeHilighter));
     EXPECT_EQ(g->recentFontFamilies(), (std::vector<std::string>{"Times", "Courier", "Helvetica"}));
     EXPECT_EQ(g->recentFontName(), "Times");
-    EXPECT_EQ(g->defaultTextSettings().fontName, "Courier");
-    EXPECT_EQ(g->defaultTextSettings().fontSize, 30.0f);
-    EXPECT_EQ(g->defaultTextSettings().textAlignment, 1);
+    const FLTextSettings& text = g->defaultTextSettings();
+    EXPECT_EQ(std::tuple(text.fontName, text.fontSize, text.textAlignment), std::tuple("Courier", 30.0f, 1));
     EXPECT_EQ(
         std::tuple(g->colorPalettePage(), g->pleaseRateVersion(), g->lastRateTime(), g->promotionVersion()),
         std::tuple(2, 5, 12345, 3));
@@ -369,52 +391,21 @@ TEST_F(SettingsTest, ASetterAnnouncesARealChangeOnceUnderItsKeyAndLoadingAnnounc
     auto g = fresh();
     QStringList keys;
     QObject::connect(g.get(), &FoliantGlobals::changed, [&](const QString& key) { keys << key; });
-    const std::pair<const char*, std::function<void(G&)>> setters[] = {
-        {"isPenPalettePinned", [](G& s) { s.setIsPenPalettePinned(true); }},
-        {"isErasingSelectedColor", [](G& s) { s.setIsErasingSelectedColor(true); }},
-        {"shownColorPaletteScrollHint", [](G& s) { s.setShownColorPaletteScrollHint(true); }},
-        {"disablePalmRejection", [](G& s) { s.setDisablePalmRejection(true); }},
-        {"onlyDrawWithStylus", [](G& s) { s.setOnlyDrawWithStylus(true); }},
-        {"disableScreenPanning", [](G& s) { s.setDisableScreenPanning(true); }},
-        {"recentFontSize", [](G& s) { s.setRecentFontSize(12); }},
-        {"penColors",
-         [](G& s) {
-             s.setPenColors({{1, 0, 0, 1}});
-         }},
-        {"penSettings", [](G& s) { s.setPenSettings({}); }},
-        {"penWidths",
-         [](G& s) {
-             s.setPenWidths({1, 2, 3, 4, 5});
-         }},
-        {"currentPenColors",
-         [](G& s) {
-             s.setCurrentPenColors({{0, 0, 1, 1}});
-         }},
-        {"recentFontFamilies", [](G& s) { s.addRecentFontFamily("Courier"); }},
-        {"recentFontName", [](G& s) { s.setRecentFontName("Courier"); }},
-        {"defaultTextSettings",
-         [](G& s) {
-             s.setDefaultTextSettings(FLTextSettings{.backgroundColor = {1, 1, 1, 1}});
-         }},
-        {"colorPalettePage", [](G& s) { s.setColorPalettePage(2); }},
-        {"installDate", [](G& s) { s.setInstallDate(1); }},
-        {"pleaseRateVersion", [](G& s) { s.setPleaseRateVersion(1); }},
-        {"lastRateTime", [](G& s) { s.setLastRateTime(1); }},
-        {"promotionVersion", [](G& s) { s.setPromotionVersion(1); }},
-    };
-    for (const auto& [key, set] : setters) {
+    for (const auto& [key, set] : kSetEveryValue) {
         keys.clear();
         set(*g);
         set(*g);
         EXPECT_EQ(keys, QStringList{key});
     }
-    // The values held already: nothing to announce.
     keys.clear();
-    g->addRecentFontFamily("Courier");
+    g->addRecentFontFamily("Mono");  // first already
     g->setPenColors(g->penColors());
     g->setDefaultTextSettings(g->defaultTextSettings());
     EXPECT_TRUE(keys.isEmpty());
+    g->addRecentFontFamily("Helvetica");
+    EXPECT_EQ(keys, QStringList{"recentFontFamilies"});
 
+    keys.clear();
     g->defaults().setObject("onlyDrawWithStylus", false);
     g->defaults().setObject("recentFontName", QString("Times"));
     g->loadSettings();
