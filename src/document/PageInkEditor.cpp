@@ -47,8 +47,9 @@ void PageInkEditor::switchToUndoManagerForCurrentPage() {
     if (undoManager_) undoManager_->setCheckpointListener({});
     undoManager_ = currentPage_ ? &undoManagerForPage(*currentPage_) : nullptr;
     note({.undoChanged = true});
-    // Each checkpoint of the current stack (a step recorded, undone, redone) is a change of the book.
-    if (undoManager_) undoManager_->setCheckpointListener([this] { note({.bookChanged = true, .undoChanged = true}); });
+    // At each checkpoint of the current stack (a step closed, undone, redone) the undo controls follow; the
+    // edits themselves report the change of the book.
+    if (undoManager_) undoManager_->setCheckpointListener([this] { note({.undoChanged = true}); });
 }
 
 UndoManager& PageInkEditor::undoManagerForPage(const FoliantPage& page) {

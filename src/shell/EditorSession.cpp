@@ -5,7 +5,7 @@ namespace velumen {
 EditorSession::EditorSession(FoliantGlobals& globals_, const Clock& clock) : clock_(clock), globals(globals_) {
     dispatcher.registerTool(TouchMode::Draw, drawTool);
     dispatcher.registerTool(TouchMode::Erase, eraserTool);
-    sampler.usePenSettings(0, globals.penTables);
+    sampler.usePenSettings(0, globals.penTables());
     dispatcher.singlePointerMode = sampler.inkType == InkTypeEraser ? TouchMode::Erase : TouchMode::Draw;
     dispatcher.isPencilConnected = stylusDetector.isPencilConnected();
     applySettings();
@@ -32,13 +32,13 @@ void EditorSession::setPenTypeIndex(int index, std::optional<float> width) {
         w = *width;
     else if (slot < widths.size())
         w = widths[slot];
-    sampler.setPenTypeIndex(index, w, globals.penTables);
+    sampler.setPenTypeIndex(index, w, globals.penTables());
     dispatcher.singlePointerMode = sampler.inkType == InkTypeEraser ? TouchMode::Erase : TouchMode::Draw;
 }
 
 void EditorSession::applySettings() {
     dispatcher.policy = {globals.disablePalmRejection(), globals.onlyDrawWithStylus()};
-    eraserTool.isErasingSelectedColor = globals.isErasingSelectedColor;
+    eraserTool.isErasingSelectedColor = globals.isErasingSelectedColor();
     edgeSwipes.enabled = viewport.profile == DeviceProfile::Phone && !globals.disableScreenPanning();
     edgeSwipes.viewWidth = viewport.eaglFrameSize.width;
 }

@@ -99,6 +99,10 @@ void EditorWindow::showLocked(bool locked) {
     for (QAction* pen : penActions)
         pen->setVisible(!locked);
     unlockAction->setVisible(locked);
+    // A button does not follow its action's visibility by itself.
+    undoButton_->setVisible(!locked);
+    redoButton_->setVisible(!locked);
+    unlockButton_->setVisible(locked);
     if (locked && undoActionSheet_) undoActionSheet_->close();
 }
 
@@ -106,6 +110,7 @@ void EditorWindow::showStylus(bool connected, bool onlyStylus) {
     stylusConnected_ = connected;
     onlyStylus_ = onlyStylus;
     stylusAction->setVisible(connected);
+    stylusButton_->setVisible(connected);
     stylusButton_->setStyleSheet(onlyStylus ? "QToolButton { color: rgba(0, 128, 255, 255); }"
                                             : "QToolButton { color: rgba(122, 122, 122, 255); }");
 }
@@ -186,10 +191,11 @@ bool EditorWindow::showInputSettings(QWidget* parent, FoliantGlobals& globals) {
     connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
     if (dialog.exec() != QDialog::Accepted) return false;
-    globals._disablePalmRejection = !palm->isChecked();
-    globals._onlyDrawWithStylus = stylus->isChecked();
-    globals._disableScreenPanning = !swipes->isChecked();
+    // The wrist guard's key is stored first, so that the changed signals below find it.
     globals.defaults().setObject(FoliantGlobals::kShouldHideWristGuard, !guard->isChecked());
+    globals.setDisablePalmRejection(!palm->isChecked());
+    globals.setOnlyDrawWithStylus(stylus->isChecked());
+    globals.setDisableScreenPanning(!swipes->isChecked());
     globals.defaults().synchronize();
     globals.saveSettings();
     return true;

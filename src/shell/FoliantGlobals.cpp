@@ -1,3 +1,5 @@
+// The user's preferences: the table of stored keys and how each is read and written, the setters that
+// announce changes, and the archived forms of the object values.
 #include "shell/FoliantGlobals.h"
 
 #include <QDateTime>
@@ -237,9 +239,268 @@ FLTextSettingsPtr unarchiveTextSettings(const QByteArray& bytes) {
 
 // ---- FoliantGlobals ----
 
+namespace {
+
+using G = FoliantGlobals;
+
+// What a reader of one key is given: the stored value (invalid when the key is missing), the key's default,
+// and the whole store and the time, for a value estimated from other keys.
+struct ReadContext {
+    const QVariant& stored;
+    const QVariant& fallback;
+    const QSettings& store;
+    double now;
+};
+
+// How one key is read into its field and written from it.
+struct SettingAccess {
+    void (*read)(FoliantGlobals&, const ReadContext&) = nullptr;
+    QVariant (*write)(const FoliantGlobals&) = nullptr;
+};
+
+QByteArray storedData(const QVariant& stored) {
+    return stored.typeId() == QMetaType::QByteArray ? stored.toByteArray() : QByteArray();
+}
+
+QVariant storedArchive(const std::vector<std::uint8_t>& bytes) {
+    return toByteArray(bytes);
+}
+
+// A plain integer: a number stored directly that fits, else the default.
+std::int64_t plainInteger(const QVariant& stored, std::int64_t fallback) {
+    const auto n = plainNumber(stored);
+    return n && std::fabs(*n) < 9.2e18 ? static_cast<std::int64_t>(*n) : fallback;
+}
+
+// The stored forms of the plain values, each of the type the store has always held for it.
+QVariant toStored(bool value) {
+    return value;
+}
+QVariant toStored(float value) {
+    return value;
+}
+QVariant toStored(std::int64_t value) {
+    return qlonglong(value);
+}
+QVariant toStored(const std::string& value) {
+    return QString::fromStdString(value);
+}
+
+template <auto Field>
+QVariant writePlain(const FoliantGlobals& g) {
+    return toStored(g.*Field);
+}
+
+// A switch: on for a number stored directly other than zero.
+template <auto Field>
+constexpr SettingAccess aSwitch() {
+    return {[](FoliantGlobals& g, const ReadContext& c) {
+                const auto n = plainNumber(c.stored);
+                g.*Field = n ? *n != 0 : c.fallback.toBool();
+            },
+            writePlain<Field>};
+}
+
+template <auto Field>
+constexpr SettingAccess anInteger() {
+    return {[](FoliantGlobals& g, const ReadContext& c) {
+                g.*Field = plainInteger(c.stored, c.fallback.toLongLong());
+            },
+            writePlain<Field>};
+}
+
+// A real where zero, like anything but a finite number, means the default.
+template <auto Field>
+constexpr SettingAccess aNonZeroReal() {
+    return {[](FoliantGlobals& g, const ReadContext& c) {
+                const auto n = plainNumber(c.stored);
+                g.*Field = n && std::isfinite(*n) && *n != 0 ? static_cast<float>(*n) : c.fallback.toFloat();
+            },
+            writePlain<Field>};
+}
+
+template <auto Field>
+constexpr SettingAccess aText() {
+    return {
+        [](FoliantGlobals& g, const ReadContext& c) {
+            g.*Field =
+                (c.stored.typeId() == QMetaType::QString ? c.stored : c.fallback).toString().toStdString();
+        },
+        writePlain<Field>};
+}
+
+// Pen slots, filled up to three; more are kept.
+std::vector<PenSettings> readPenSettings(const QVariant& stored) {
+    std::vector<PenSettings> pens =
+        unarchivePenSettings(storedData(stored)).value_or(std::vector<PenSettings>{});
+    while (pens.size() < PenTables::kPenSettingsCount)
+        pens.push_back(
+            PenSettings::initWithColor(PenTables::defaultPenColor(), PenTables::kDefaultPenThickness));
+    return pens;
+}
+
+// The palette: an older, shorter one keeps its entries and gains the missing tail of the factory's.
+std::vector<KColor> readPalette(const QVariant& stored, const std::vector<KColor>& factory) {
+    std::vector<KColor> colors = unarchiveColors(storedData(stored)).value_or(std::vector<KColor>{});
+    for (std::size_t i = colors.size(); i < factory.size(); ++i)
+        colors.push_back(factory[i]);
+    return colors;
+}
+
+// Widths: a mutable array of numbers with at least five entries, else the defaults whole. Stores written
+// before the widths were archived hold a plain list of reals, which reads the same way.
+std::vector<float> readPenWidths(const QVariant& stored) {
+    std::optional<std::vector<float>> widths = unarchiveFloats(storedData(stored), ArrayKind::MutableOnly);
+    if (!widths && stored.typeId() == QMetaType::QVariantList) {
+        widths.emplace();
+        for (const QVariant& member : stored.toList()) {
+            const auto n = plainNumber(member);
+            if (!n || !std::isfinite(*n) || std::fabs(*n) > 3.4e38) {
+                widths.reset();
+                break;
+            }
+            widths->push_back(static_cast<float>(*n));
+        }
+    }
+    if (widths && widths->size() >= PenTables::kPenWidthsCount) return std::move(*widths);
+    return PenTables::defaultPenWidths();
+}
+
+// The colour of each ink type: a mutable array of six at least, else six copies of the palette's first
+// entry.
+std::vector<KColor> readCurrentPenColors(const QVariant& stored, const KColor& firstOfPalette) {
+    auto colors = unarchiveColors(storedData(stored), ArrayKind::MutableOnly);
+    if (colors && colors->size() >= PenTables::kCurrentPenColorsCount) return std::move(*colors);
+    return std::vector<KColor>(PenTables::kCurrentPenColorsCount, firstOfPalette);
+}
+
+// The families are a mutable array of text, or the plain list of text of stores written before they were
+// archived; anything else gives the default family alone.
+std::vector<std::string> readFontFamilies(const QVariant& stored) {
+    std::optional<std::vector<std::string>> families =
+        unarchiveStrings(storedData(stored), ArrayKind::MutableOnly);
+    if (!families &&
+        (stored.typeId() == QMetaType::QVariantList || stored.typeId() == QMetaType::QStringList)) {
+        families.emplace();
+        for (const QVariant& member : stored.toList()) {
+            if (member.typeId() != QMetaType::QString) {
+                families.reset();
+                break;
+            }
+            families->push_back(member.toString().toStdString());
+        }
+    }
+    return families ? std::move(*families) : std::vector<std::string>{FoliantGlobals::kDefaultFontName};
+}
+
+FLTextSettings readTextSettings(const QVariant& stored) {
+    const FLTextSettingsPtr settings = unarchiveTextSettings(storedData(stored));
+    return settings ? *settings : FLTextSettings{};
+}
+
+// The install date, estimated from the run time for users from before the key existed.
+double readInstallDate(const ReadContext& c) {
+    if (c.stored.typeId() == QMetaType::QDateTime && c.stored.toDateTime().isValid())
+        return double(c.stored.toDateTime().toMSecsSinceEpoch()) / 1000.0 - kReferenceDateOffset;
+    const std::int64_t rtx = plainInteger(c.store.value(FoliantGlobals::kRunTime), 0);
+    if (rtx >= 7200) return c.now - 3628800;
+    if (rtx >= 1800) return c.now - 2851200;
+    if (rtx >= 60) return c.now - 1036800;
+    return c.now;
+}
+
+QVariant storedDate(double sinceReferenceDate) {
+    return QDateTime::fromMSecsSinceEpoch(
+        static_cast<qint64>(std::llround((sinceReferenceDate + kReferenceDateOffset) * 1000.0)),
+        QTimeZone::utc());
+}
+
+// Whether a setter's value differs from the one held: colours channel by channel, records field by field.
+bool same(const KColor& x, const KColor& y) {
+    return x.r == y.r && x.g == y.g && x.b == y.b && x.a == y.a;
+}
+bool same(const PenSettings& x, const PenSettings& y) {
+    return x.version == y.version && x.thickness == y.thickness && x.inkType == y.inkType &&
+           same(x.color, y.color);
+}
+bool same(const FLTextSettings& x, const FLTextSettings& y) {
+    return x.fontSize == y.fontSize && x.fontName == y.fontName && x.textAlignment == y.textAlignment &&
+           same(x.foregroundColor, y.foregroundColor) && same(x.backgroundColor, y.backgroundColor);
+}
+template <class T>
+bool same(const T& x, const T& y) {
+    return x == y;
+}
+template <class T>
+bool same(const std::vector<T>& x, const std::vector<T>& y) {
+    return std::equal(x.begin(), x.end(), y.begin(), y.end(),
+                      [](const T& a, const T& b) { return same(a, b); });
+}
+
+}  // namespace
+
+struct FoliantGlobals::Setting {
+    const char* key;
+    // Registered with the defaults store, and what a plain value reads as when the store holds nothing
+    // usable. Invalid for the archived values, whose readers make their own defaults.
+    QVariant fallback;
+    // Null for the keys of other owners: registered, never loaded or saved here.
+    SettingAccess access;
+};
+
+// Loaded and saved in this order; the ink colours come after the palette, whose first entry is their
+// default.
+const FoliantGlobals::Setting FoliantGlobals::kSettings[] = {
+    {kIsPenPalettePinned, false, aSwitch<&G::isPenPalettePinned_>()},
+    {kIsErasingSelectedColor, false, aSwitch<&G::isErasingSelectedColor_>()},
+    {kShownColorPaletteScrollHint, false, aSwitch<&G::shownColorPaletteScrollHint_>()},
+    {kDisablePalmRejection, false, aSwitch<&G::disablePalmRejection_>()},
+    {kOnlyDrawWithStylus, false, aSwitch<&G::onlyDrawWithStylus_>()},
+    {kDisableScreenPanning, false, aSwitch<&G::disableScreenPanning_>()},
+    {kRecentFontSize, kDefaultFontSize, aNonZeroReal<&G::recentFontSize_>()},
+    {kPenColors,
+     {},
+     {[](G& g, const ReadContext& c) { g.penColors_ = readPalette(c.stored, g._defaultPenColors); },
+      [](const G& g) { return storedArchive(archiveColors(g.penColors_)); }}},
+    {kPenWidths,
+     {},
+     {[](G& g, const ReadContext& c) { g.penTables_.penWidths = readPenWidths(c.stored); },
+      [](const G& g) { return storedArchive(archiveFloats(g.penTables_.penWidths)); }}},
+    {kCurrentPenColors,
+     {},
+     {[](G& g, const ReadContext& c) {
+          g.penTables_.currentPenColors = readCurrentPenColors(c.stored, g.penColors_.front());
+      },
+      [](const G& g) { return storedArchive(archiveColors(g.penTables_.currentPenColors)); }}},
+    {kPenSettings,
+     {},
+     {[](G& g, const ReadContext& c) { g.penTables_.penSettings = readPenSettings(c.stored); },
+      [](const G& g) { return storedArchive(archivePenSettings(g.penTables_.penSettings)); }}},
+    {kRecentFontFamilies,
+     {},
+     {[](G& g, const ReadContext& c) { g.recentFontFamilies_ = readFontFamilies(c.stored); },
+      [](const G& g) { return storedArchive(archiveStrings(g.recentFontFamilies_)); }}},
+    {kRecentFontName, QString(kDefaultFontName), aText<&G::recentFontName_>()},
+    {kDefaultTextSettings,
+     {},
+     {[](G& g, const ReadContext& c) { g.defaultTextSettings_ = readTextSettings(c.stored); },
+      [](const G& g) { return storedArchive(archiveTextSettings(g.defaultTextSettings_)); }}},
+    {kColorPalettePage, qlonglong(0), anInteger<&G::colorPalettePage_>()},
+    {kInstallDate,
+     {},
+     {[](G& g, const ReadContext& c) { g.installDate_ = readInstallDate(c); },
+      [](const G& g) { return storedDate(g.installDate_); }}},
+    {kPleaseRateVersion, qlonglong(0), anInteger<&G::pleaseRateVersion_>()},
+    {kLastRateTime, qlonglong(0), anInteger<&G::lastRateTime_>()},
+    {kPromotionVersion, qlonglong(0), anInteger<&G::promotionVersion_>()},
+    // Owned by the export and the image insertion.
+    {kShouldSendHighResPdf, true, {}},
+    {kDontAdjustInsertedImages, true, {}},
+};
+
 FoliantGlobals::FoliantGlobals(std::unique_ptr<QSettings> store, std::optional<double> now)
     : defaults_(std::move(store)), now_(now) {
-    defaults_.registerDefaults({{kShouldSendHighResPdf, true}, {kDontAdjustInsertedImages, true}});
+    registerDefaults();
     initColors();
     loadSettings();
 }
@@ -251,6 +512,14 @@ FoliantGlobals& FoliantGlobals::shared() {
 
 double FoliantGlobals::referenceDateNow() {
     return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0 - kReferenceDateOffset;
+}
+
+void FoliantGlobals::registerDefaults() {
+    QVariantMap values;
+    for (const Setting& row : kSettings) {
+        if (row.fallback.isValid()) values.insert(row.key, row.fallback);
+    }
+    defaults_.registerDefaults(values);
 }
 
 void FoliantGlobals::initColors() {
@@ -306,161 +575,112 @@ void FoliantGlobals::initColors() {
 }
 
 void FoliantGlobals::loadSettings() {
-    QSettings& store = defaults_.store();
-    auto data = [&](const char* key) {
-        const QVariant v = store.value(key);
-        return v.typeId() == QMetaType::QByteArray ? v.toByteArray() : QByteArray();
-    };
-
-    // 1. Pen slots, filled up to three; more are kept.
-    penTables.penSettings = unarchivePenSettings(data(kPenSettings)).value_or(std::vector<PenSettings>{});
-    while (penTables.penSettings.size() < PenTables::kPenSettingsCount)
-        penTables.penSettings.push_back(
-            PenSettings::initWithColor(PenTables::defaultPenColor(), PenTables::kDefaultPenThickness));
-
-    // 2. The palette: an older, shorter one keeps its entries and gains the missing tail.
-    penColors = unarchiveColors(data(kPenColors)).value_or(std::vector<KColor>{});
-    for (std::size_t i = penColors.size(); i < _defaultPenColors.size(); ++i)
-        penColors.push_back(_defaultPenColors[i]);
-
-    // 3. Widths: a mutable array of numbers with at least five entries, else the defaults whole. Stores
-    // written before the widths were archived hold a plain list of reals, which reads the same way.
-    {
-        std::optional<std::vector<float>> widths = unarchiveFloats(data(kPenWidths), ArrayKind::MutableOnly);
-        if (const QVariant v = store.value(kPenWidths); !widths && v.typeId() == QMetaType::QVariantList) {
-            widths.emplace();
-            for (const QVariant& member : v.toList()) {
-                const auto n = plainNumber(member);
-                if (!n || !std::isfinite(*n) || std::fabs(*n) > 3.4e38) {
-                    widths.reset();
-                    break;
-                }
-                widths->push_back(static_cast<float>(*n));
-            }
-        }
-        if (widths && widths->size() >= PenTables::kPenWidthsCount)
-            penTables.penWidths = std::move(*widths);
-        else
-            penTables.penWidths = PenTables::defaultPenWidths();
+    const QSettings& store = defaults_.store();
+    const double now = now_ ? *now_ : referenceDateNow();
+    for (const Setting& row : kSettings) {
+        if (!row.access.read) continue;
+        const QVariant stored = store.value(row.key);
+        row.access.read(*this, ReadContext{stored, row.fallback, store, now});
     }
-
-    // 4. The colour of each ink type: a mutable array of six at least, else six copies of the palette's
-    // first entry.
-    {
-        auto colors = unarchiveColors(data(kCurrentPenColors), ArrayKind::MutableOnly);
-        if (colors && colors->size() >= PenTables::kCurrentPenColorsCount)
-            penTables.currentPenColors = std::move(*colors);
-        else
-            penTables.currentPenColors.assign(PenTables::kCurrentPenColorsCount, penColors.front());
-    }
-
-    // 5, 6. Fonts. The families are a mutable array of text, or the plain list of text of stores written
-    // before they were archived; anything else gives the default family alone.
-    {
-        std::optional<std::vector<std::string>> families =
-            unarchiveStrings(data(kRecentFontFamilies), ArrayKind::MutableOnly);
-        if (const QVariant v = store.value(kRecentFontFamilies);
-            !families && (v.typeId() == QMetaType::QVariantList || v.typeId() == QMetaType::QStringList)) {
-            families.emplace();
-            for (const QVariant& member : v.toList()) {
-                if (member.typeId() != QMetaType::QString) {
-                    families.reset();
-                    break;
-                }
-                families->push_back(member.toString().toStdString());
-            }
-        }
-        _recentFontFamilies = families ? std::move(*families) : std::vector<std::string>{kDefaultFontName};
-    }
-    {
-        const QVariant v = store.value(kRecentFontName);
-        _recentFontName = v.typeId() == QMetaType::QString ? v.toString().toStdString() : kDefaultFontName;
-    }
-    {
-        const auto size = plainNumber(store.value(kRecentFontSize));
-        _recentFontSize =
-            size && std::isfinite(*size) && *size != 0 ? static_cast<float>(*size) : kDefaultFontSize;
-    }
-
-    // 7. Text style of new text boxes.
-    _defaultTextSettings = unarchiveTextSettings(data(kDefaultTextSettings));
-    if (!_defaultTextSettings) _defaultTextSettings = std::make_shared<FLTextSettings>();
-
-    // 8. Plain switches and the palette page.
-    auto plainBool = [&](const char* key) {
-        const auto n = plainNumber(store.value(key));
-        return n && *n != 0;
-    };
-    auto plainInt = [&](const char* key) -> std::int64_t {
-        const auto n = plainNumber(store.value(key));
-        return n && std::fabs(*n) < 9.2e18 ? static_cast<std::int64_t>(*n) : 0;
-    };
-    isPenPalettePinned = plainBool(kIsPenPalettePinned);
-    isErasingSelectedColor = plainBool(kIsErasingSelectedColor);
-    _shownColorPaletteScrollHint = plainBool(kShownColorPaletteScrollHint);
-    _disablePalmRejection = plainBool(kDisablePalmRejection);
-    _onlyDrawWithStylus = plainBool(kOnlyDrawWithStylus);
-    _disableScreenPanning = plainBool(kDisableScreenPanning);
-    _colorPalettePage = plainInt(kColorPalettePage);
-
-    // 9. Install date, estimated from the run time for users from before the key existed.
-    {
-        const QVariant v = store.value(kInstallDate);
-        const double now = now_ ? *now_ : referenceDateNow();
-        if (v.typeId() == QMetaType::QDateTime && v.toDateTime().isValid()) {
-            _installDate = double(v.toDateTime().toMSecsSinceEpoch()) / 1000.0 - kReferenceDateOffset;
-        } else {
-            const std::int64_t rtx = plainInt(kRunTime);
-            if (rtx >= 7200)
-                _installDate = now - 3628800;
-            else if (rtx >= 1800)
-                _installDate = now - 2851200;
-            else if (rtx >= 60)
-                _installDate = now - 1036800;
-            else
-                _installDate = now;
-        }
-    }
-
-    // 10. Rating and promotion.
-    _pleaseRateVersion = plainInt(kPleaseRateVersion);
-    _lastRateTime = plainInt(kLastRateTime);
-    _promotionVersion = plainInt(kPromotionVersion);
 }
 
 bool FoliantGlobals::saveSettings() {
     QSettings& store = defaults_.store();
-    store.setValue(kIsPenPalettePinned, isPenPalettePinned);
-    store.setValue(kIsErasingSelectedColor, isErasingSelectedColor);
-    store.setValue(kShownColorPaletteScrollHint, _shownColorPaletteScrollHint);
-    store.setValue(kDisablePalmRejection, _disablePalmRejection);
-    store.setValue(kOnlyDrawWithStylus, _onlyDrawWithStylus);
-    store.setValue(kDisableScreenPanning, _disableScreenPanning);
-    store.setValue(kRecentFontSize, _recentFontSize);
-    store.setValue(kPenColors, toByteArray(archiveColors(penColors)));
-    store.setValue(kPenWidths, toByteArray(archiveFloats(penTables.penWidths)));
-    store.setValue(kCurrentPenColors, toByteArray(archiveColors(penTables.currentPenColors)));
-    store.setValue(kPenSettings, toByteArray(archivePenSettings(penTables.penSettings)));
-    store.setValue(kRecentFontFamilies, toByteArray(archiveStrings(_recentFontFamilies)));
-    store.setValue(kRecentFontName, QString::fromStdString(_recentFontName));
-    if (_defaultTextSettings)
-        store.setValue(kDefaultTextSettings, toByteArray(archiveTextSettings(*_defaultTextSettings)));
-    store.setValue(kColorPalettePage, qlonglong(_colorPalettePage));
-    store.setValue(kInstallDate,
-                   QDateTime::fromMSecsSinceEpoch(
-                       static_cast<qint64>(std::llround((_installDate + kReferenceDateOffset) * 1000.0)),
-                       QTimeZone::utc()));
-    store.setValue(kPleaseRateVersion, qlonglong(_pleaseRateVersion));
-    store.setValue(kLastRateTime, qlonglong(_lastRateTime));
-    store.setValue(kPromotionVersion, qlonglong(_promotionVersion));
+    for (const Setting& row : kSettings) {
+        if (row.access.write) store.setValue(row.key, row.access.write(*this));
+    }
     return defaults_.synchronize();
 }
 
+template <class T>
+void FoliantGlobals::update(T& field, T value, const char* key) {
+    if (same(field, value)) return;
+    field = std::move(value);
+    emit changed(QString::fromLatin1(key));
+}
+
+void FoliantGlobals::setIsPenPalettePinned(bool value) {
+    update(isPenPalettePinned_, value, kIsPenPalettePinned);
+}
+
+void FoliantGlobals::setIsErasingSelectedColor(bool value) {
+    update(isErasingSelectedColor_, value, kIsErasingSelectedColor);
+}
+
+void FoliantGlobals::setShownColorPaletteScrollHint(bool value) {
+    update(shownColorPaletteScrollHint_, value, kShownColorPaletteScrollHint);
+}
+
+void FoliantGlobals::setDisablePalmRejection(bool value) {
+    update(disablePalmRejection_, value, kDisablePalmRejection);
+}
+
+void FoliantGlobals::setOnlyDrawWithStylus(bool value) {
+    update(onlyDrawWithStylus_, value, kOnlyDrawWithStylus);
+}
+
+void FoliantGlobals::setDisableScreenPanning(bool value) {
+    update(disableScreenPanning_, value, kDisableScreenPanning);
+}
+
+void FoliantGlobals::setRecentFontSize(float value) {
+    update(recentFontSize_, value, kRecentFontSize);
+}
+
+void FoliantGlobals::setPenColors(std::vector<KColor> value) {
+    update(penColors_, std::move(value), kPenColors);
+}
+
+void FoliantGlobals::setPenSettings(std::vector<PenSettings> value) {
+    update(penTables_.penSettings, std::move(value), kPenSettings);
+}
+
+void FoliantGlobals::setPenWidths(std::vector<float> value) {
+    update(penTables_.penWidths, std::move(value), kPenWidths);
+}
+
+void FoliantGlobals::setCurrentPenColors(std::vector<KColor> value) {
+    update(penTables_.currentPenColors, std::move(value), kCurrentPenColors);
+}
+
+void FoliantGlobals::setRecentFontFamilies(std::vector<std::string> value) {
+    update(recentFontFamilies_, std::move(value), kRecentFontFamilies);
+}
+
+void FoliantGlobals::setRecentFontName(std::string value) {
+    update(recentFontName_, std::move(value), kRecentFontName);
+}
+
+void FoliantGlobals::setDefaultTextSettings(const FLTextSettings& value) {
+    update(defaultTextSettings_, value, kDefaultTextSettings);
+}
+
+void FoliantGlobals::setColorPalettePage(std::int64_t value) {
+    update(colorPalettePage_, value, kColorPalettePage);
+}
+
+void FoliantGlobals::setInstallDate(double value) {
+    update(installDate_, value, kInstallDate);
+}
+
+void FoliantGlobals::setPleaseRateVersion(std::int64_t value) {
+    update(pleaseRateVersion_, value, kPleaseRateVersion);
+}
+
+void FoliantGlobals::setLastRateTime(std::int64_t value) {
+    update(lastRateTime_, value, kLastRateTime);
+}
+
+void FoliantGlobals::setPromotionVersion(std::int64_t value) {
+    update(promotionVersion_, value, kPromotionVersion);
+}
+
 void FoliantGlobals::addRecentFontFamily(const std::string& family) {
-    std::erase(_recentFontFamilies, family);
-    _recentFontFamilies.insert(_recentFontFamilies.begin(), family);
-    if (_recentFontFamilies.size() > kMaxRecentFontFamilies)
-        _recentFontFamilies.resize(kMaxRecentFontFamilies);
+    std::vector<std::string> families = recentFontFamilies_;
+    std::erase(families, family);
+    families.insert(families.begin(), family);
+    if (families.size() > kMaxRecentFontFamilies) families.resize(kMaxRecentFontFamilies);
+    setRecentFontFamilies(std::move(families));
 }
 
 KColor FoliantGlobals::displayColorForColor(const KColor& color) {

@@ -3,6 +3,7 @@
 // when made and writes back on demand. Nothing here travels with a book.
 #pragma once
 
+#include <QObject>
 #include <QSettings>
 #include <QString>
 #include <QVariant>
@@ -47,7 +48,12 @@ class UserDefaults {
     QVariantMap registered_;
 };
 
-class FoliantGlobals {
+// The user's preferences and the fixed look-and-feel tables. Each persisted preference is a private field
+// with a getter named after it and a setter that announces a real change through `changed`; one table in
+// the source file lists every stored key with its default, reader and writer.
+class FoliantGlobals : public QObject {
+    Q_OBJECT
+
   public:
     // The keys of the defaults store.
     static constexpr const char* kIsPenPalettePinned = "isPenPalettePinned";
@@ -91,19 +97,23 @@ class FoliantGlobals {
     static constexpr float kDefaultFontSize = 48.0f;
     static constexpr const char* kDefaultFontName = "Helvetica";
 
-    // Loads from the store (initColors, then loadSettings). `now` is the time used to estimate a missing
-    // install date, in seconds since 1 January 2001; by default the clock's.
+    // Registers the defaults of the keys and loads from the store (initColors, then loadSettings). `now` is
+    // the time used to estimate a missing install date, in seconds since 1 January 2001; by default the
+    // clock's.
     explicit FoliantGlobals(std::unique_ptr<QSettings> store, std::optional<double> now = std::nullopt);
 
     // The process's one instance, on the user's store (see setDefaultsStorePath), made on first use.
     static FoliantGlobals& shared();
 
     void initColors();
+    // Reads every persisted preference from the store; a missing or unreadable value gives that key's
+    // default and disturbs no other. Announces nothing.
     void loadSettings();
-    // Writes every persisted field, then forces the store to disk. False when the store could not be written.
+    // Writes every persisted preference, then forces the store to disk. False when the store could not be
+    // written.
     bool saveSettings();
 
-    // Moves or inserts at the front, keeping at most five.
+    // Moves or inserts at the front, keeping at most five; announces a change of the list.
     void addRecentFontFamily(const std::string& family);
     // The colour shown on a swatch for a palette value: alpha below 0.1 times ten, otherwise 1.0.
     static KColor displayColorForColor(const KColor& color);
@@ -122,41 +132,101 @@ class FoliantGlobals {
     std::vector<std::string> penStrokeIcons;
 
     // ---- Persisted preferences ----
-    bool isPenPalettePinned = false;
-    bool isErasingSelectedColor = false;
-    bool _shownColorPaletteScrollHint = false;
-    bool _disablePalmRejection = false;
-    bool _onlyDrawWithStylus = false;
-    bool _showCategoryLabels = false;
-    bool _disableScreenPanning = false;
-    float _recentFontSize = kDefaultFontSize;
-    std::vector<KColor> penColors;
-    // penSettings, penWidths and currentPenColors: the tables the stroke engine reads and edits. Three pen
-    // slots at least; a store that holds more keeps them all.
-    PenTables penTables;
-    std::vector<std::string> _recentFontFamilies;
-    std::string _recentFontName = kDefaultFontName;
-    FLTextSettingsPtr _defaultTextSettings;
-    std::int64_t _colorPalettePage = 0;
+    // Each setter emits `changed` with the store key when the value differs from the one held, and only
+    // then.
+    bool isPenPalettePinned() const { return isPenPalettePinned_; }
+    void setIsPenPalettePinned(bool value);
+    // The eraser removes only ink of the current colour.
+    bool isErasingSelectedColor() const { return isErasingSelectedColor_; }
+    void setIsErasingSelectedColor(bool value);
+    bool shownColorPaletteScrollHint() const { return shownColorPaletteScrollHint_; }
+    void setShownColorPaletteScrollHint(bool value);
+    bool disablePalmRejection() const { return disablePalmRejection_; }
+    void setDisablePalmRejection(bool value);
+    bool onlyDrawWithStylus() const { return onlyDrawWithStylus_; }
+    void setOnlyDrawWithStylus(bool value);
+    bool disableScreenPanning() const { return disableScreenPanning_; }
+    void setDisableScreenPanning(bool value);
+    float recentFontSize() const { return recentFontSize_; }
+    void setRecentFontSize(float value);
+    // The live palette: the factory palette at first, entries edited by the user, an older shorter one
+    // completed from the factory's tail.
+    const std::vector<KColor>& penColors() const { return penColors_; }
+    void setPenColors(std::vector<KColor> value);
+    // The tables the stroke engine reads and edits in place: penSettings, penWidths and currentPenColors.
+    // Three pen slots at least; a store that holds more keeps them all. Edits through these references are
+    // stored by saveSettings but not announced; the setters below announce.
+    PenTables& penTables() { return penTables_; }
+    const PenTables& penTables() const { return penTables_; }
+    std::vector<PenSettings>& penSettings() { return penTables_.penSettings; }
+    const std::vector<PenSettings>& penSettings() const { return penTables_.penSettings; }
+    void setPenSettings(std::vector<PenSettings> value);
+    std::vector<float>& penWidths() { return penTables_.penWidths; }
+    const std::vector<float>& penWidths() const { return penTables_.penWidths; }
+    void setPenWidths(std::vector<float> value);
+    std::vector<KColor>& currentPenColors() { return penTables_.currentPenColors; }
+    const std::vector<KColor>& currentPenColors() const { return penTables_.currentPenColors; }
+    void setCurrentPenColors(std::vector<KColor> value);
+    // Most recent first, at most five by addRecentFontFamily.
+    const std::vector<std::string>& recentFontFamilies() const { return recentFontFamilies_; }
+    void setRecentFontFamilies(std::vector<std::string> value);
+    const std::string& recentFontName() const { return recentFontName_; }
+    void setRecentFontName(std::string value);
+    // The style new text boxes start with.
+    const FLTextSettings& defaultTextSettings() const { return defaultTextSettings_; }
+    void setDefaultTextSettings(const FLTextSettings& value);
+    std::int64_t colorPalettePage() const { return colorPalettePage_; }
+    void setColorPalettePage(std::int64_t value);
     // Seconds since 1 January 2001.
-    double _installDate = 0;
-    std::int64_t _pleaseRateVersion = 0;
-    std::int64_t _lastRateTime = 0;
-    std::int64_t _promotionVersion = 0;
-
-    std::vector<PenSettings>& penSettings() { return penTables.penSettings; }
-    std::vector<float>& penWidths() { return penTables.penWidths; }
-    std::vector<KColor>& currentPenColors() { return penTables.currentPenColors; }
-    bool disablePalmRejection() const { return _disablePalmRejection; }
-    bool onlyDrawWithStylus() const { return _onlyDrawWithStylus; }
-    bool disableScreenPanning() const { return _disableScreenPanning; }
+    double installDate() const { return installDate_; }
+    void setInstallDate(double value);
+    std::int64_t pleaseRateVersion() const { return pleaseRateVersion_; }
+    void setPleaseRateVersion(std::int64_t value);
+    std::int64_t lastRateTime() const { return lastRateTime_; }
+    void setLastRateTime(std::int64_t value);
+    std::int64_t promotionVersion() const { return promotionVersion_; }
+    void setPromotionVersion(std::int64_t value);
 
     // Current time in seconds since 1 January 2001.
     static double referenceDateNow();
 
+  signals:
+    // A persisted preference took a new value through its setter; `key` is its key in the store.
+    void changed(const QString& key);
+
   private:
+    // One row of the table of stored keys; defined with the table.
+    struct Setting;
+    // Every key with a default, in the order they are loaded and saved: the persisted preferences, then the
+    // keys of other owners that only have a registered default.
+    static const Setting kSettings[];
+
+    // Registers each key's default with the defaults store, so that a key the store lacks reads as it.
+    void registerDefaults();
+    // Assigns and announces when the value differs.
+    template <class T>
+    void update(T& field, T value, const char* key);
+
     UserDefaults defaults_;
     std::optional<double> now_;
+
+    bool isPenPalettePinned_ = false;
+    bool isErasingSelectedColor_ = false;
+    bool shownColorPaletteScrollHint_ = false;
+    bool disablePalmRejection_ = false;
+    bool onlyDrawWithStylus_ = false;
+    bool disableScreenPanning_ = false;
+    float recentFontSize_ = kDefaultFontSize;
+    std::vector<KColor> penColors_;
+    PenTables penTables_;
+    std::vector<std::string> recentFontFamilies_;
+    std::string recentFontName_ = kDefaultFontName;
+    FLTextSettings defaultTextSettings_;
+    std::int64_t colorPalettePage_ = 0;
+    double installDate_ = 0;
+    std::int64_t pleaseRateVersion_ = 0;
+    std::int64_t lastRateTime_ = 0;
+    std::int64_t promotionVersion_ = 0;
 };
 
 // The stored forms of the object values: each is the keyed archive of the value, its "root" the value

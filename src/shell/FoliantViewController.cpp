@@ -48,6 +48,11 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals, const Cloc
         else
             previousPageButtonTapped();
     };
+    // Input, the wrist guard and the stylus button follow the settings as they change.
+    connect(&globals, &FoliantGlobals::changed, this, [this] {
+        view_->applyProfile();
+        updateStylusView();
+    });
     connectCommands();
     updateStylusView();
     updateUndoToolbarButtons();
@@ -90,11 +95,9 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
         session_.sampler.cancelCurrentLine();
         view_->compositor.deleteInkSnapshotTexture();
     }
-    if (effects.inkReplaced) {
-        view_->showPageInk();
-        ++appliedCounts_.inkShown;
-    }
+    if (effects.inkReplaced) view_->showPageInk();
     if (effects.repaint) view_->compositor.isFrameUpdateNeeded = true;
+    if (effects.inkReplaced || effects.repaint) ++appliedCounts_.repaintsAsked;
     if (effects.bookChanged) registerDocumentChange();
     if (effects.undoChanged) updateUndoToolbarButtons();
     if (effects.viewMoved) view_->showPositionSatelliteView();
@@ -104,8 +107,8 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
 
 void FoliantViewController::settle() {
     settleQueued_ = false;
-    applyEffects({});
     session_.editor.endUndoGrouping();
+    applyEffects({});
 }
 
 void FoliantViewController::openBook(FoliantDataPtr book) {
@@ -191,10 +194,8 @@ void FoliantViewController::previousPageButtonTapped() {
 
 void FoliantViewController::stylusTapped() {
     FoliantGlobals& globals = session_.globals;
-    globals._onlyDrawWithStylus = !globals._onlyDrawWithStylus;
-    session_.applySettings();
-    updateStylusView();
-    if (globals._onlyDrawWithStylus) flashMessage("Draw with Pencil only", 0.5);
+    globals.setOnlyDrawWithStylus(!globals.onlyDrawWithStylus());
+    if (globals.onlyDrawWithStylus()) flashMessage("Draw with Pencil only", 0.5);
 }
 
 void FoliantViewController::updateStylusView() {
@@ -224,9 +225,9 @@ void FoliantViewController::showUndoRedoMenu() {
 }
 
 void FoliantViewController::showInputSettings() {
-    if (!EditorWindow::showInputSettings(this, session_.globals)) return;
-    view_->applyProfile();
-    updateStylusView();
+    // The settings' changed signal brings input and the stylus button up to date; the wrist guard's key is
+    // no setting of its own.
+    if (EditorWindow::showInputSettings(this, session_.globals)) view_->applyProfile();
 }
 
 }  // namespace velumen

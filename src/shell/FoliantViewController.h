@@ -54,10 +54,10 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // Applies what an event changed, together with what the page editor still holds: the shown ink, one
     // repaint, one registered change, the undo controls, the map, the stylus flash.
     void applyEffects(EditorEffects effects);
-    // What the applied effects did so far, for the tests: the ink handed to the view and the changes
-    // registered with the document.
+    // What the applied effects did so far, for the tests: the repaints asked of the view (the ink handed
+    // to it included) and the changes registered with the document.
     struct AppliedCounts {
-        int inkShown = 0;
+        int repaintsAsked = 0;
         int changesRegistered = 0;
     };
     const AppliedCounts& appliedCounts() const { return appliedCounts_; }

@@ -82,6 +82,7 @@ void FoliantViewController::documentStateChanged(FoliantDocument::DocumentState 
 
 void FoliantViewController::registerDocumentChange() {
     if (!document_ || !session_.book() || session_.book()->isLocked()) return;
+    ++appliedCounts_.changesRegistered;
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
     lastChangeDate_ = FoliantGlobals::referenceDateNow();
 }

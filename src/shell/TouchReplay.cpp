@@ -12,7 +12,7 @@ void choosePen(FoliantViewController& editor, const ScriptPen& pen) {
     // Without a width, the one last used with the pen, as the palette offers it.
     EditorSession& session = editor.session();
     session.setPenTypeIndex(pen.index, pen.width);
-    if (pen.color) session.sampler.setPenColor(*pen.color, session.globals.penTables);
+    if (pen.color) session.sampler.setPenColor(*pen.color, session.globals.penTables());
 }
 
 void setZoomAboutMiddle(FoliantViewController& editor, float zoom) {

@@ -110,6 +110,7 @@ TEST_F(PageInkEditorTest, EachPageHasItsOwnStackAndAClearGivesBackTheSameArray) 
     auto s = run(2);
     editor.addPointSets(arrayOf({s}));
     editor.endUndoGrouping();
+    editor.takeEffects();
     // Page 1's stack, replayed while page 2 is on screen, edits page 1, records on its own stack and
     // leaves the surface alone; the same for page 2's stack the other way round.
     stack1->undo();

@@ -4,21 +4,18 @@
 
 #include <gtest/gtest.h>
 
-#include <QTemporaryDir>
 #include <map>
 
 #include "document/PageInkEditor.h"
 #include "input/TouchDispatcher.h"
 #include "input/tools/DrawTool.h"
 #include "input/tools/EraserTool.h"
-#include "shell/DefaultsStore.h"
-#include "shell/FoliantGlobals.h"
+#include "ink/Pens.h"
 
 namespace velumen {
 
 struct Rig : ::testing::Test {
-    QTemporaryDir dir;
-    FoliantGlobals globals{openDefaultsStore(dir.filePath("d.plist")), 0.0};
+    PenTables tables;
     FoliantData book;
     PageInkEditor editor;
     ManualClock clock{10.0};
@@ -45,7 +42,7 @@ struct Rig : ::testing::Test {
     }
     // The pen by index (0 is the eraser) at a width; a single pointer then erases or draws.
     void usePen(std::int64_t index, float width) {
-        sampler.setPenTypeIndex(index, width, globals.penTables());
+        sampler.setPenTypeIndex(index, width, tables);
         dispatcher.singlePointerMode = index == 0 ? TouchMode::Erase : TouchMode::Draw;
     }
     void take(const EditorEffects& e) {

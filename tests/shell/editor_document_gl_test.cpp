@@ -97,17 +97,34 @@ struct EditorWithFile {
 };
 
 // The notebook's session over the editor, books in the temporary folder, with what it says and opens.
-struct EditorSession : ::testing::Test {
+struct BookSession : ::testing::Test {
     EditorWithFile e;
     NotebookSession session{e.vc, e.dir.filePath("Books")};
     QStringList messages;
     QString opened;
 
-    EditorSession() {
+    BookSession() {
         session.showMessage = [this](const QString& text) { messages << text; };
         session.didOpen = [this](const QString& path) { opened = path; };
     }
 };
+
+TEST(EditorDocument, APenUpShowsTheInkOnceAndMarksTheBookChangedOnce) {
+    EditorWithFile e;
+    e.write(*newOnePageBook());
+    ASSERT_TRUE(e.open());
+    e.strokeDown(200);
+    QCoreApplication::processEvents();
+    const auto before = e.vc.appliedCounts();
+    e.touch(TouchPhase::Ended, {325, 230});
+    // Whatever the end of the turn still settles.
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(e.vc.appliedCounts().repaintsAsked - before.repaintsAsked, 1);
+    EXPECT_EQ(e.vc.appliedCounts().changesRegistered - before.changesRegistered, 1);
+    EXPECT_EQ(e.vc.book()->pointSets()->count(), 1u);
+    EXPECT_TRUE(e.vc.document()->hasUnsavedChanges());
+}
 
 TEST(EditorDocument, AnAutosaveWaitsForTheFingerAndThenSavesOnce) {
     EditorWithFile e;
@@ -279,7 +296,7 @@ TEST(EditorDocument, LockingHidesTheEditingButtonsAndNoKeyOrButtonChangesTheBook
     EXPECT_EQ(e.vc.book()->pointSets()->count(), 2u);
 }
 
-TEST_F(EditorSession, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten) {
+TEST_F(BookSession, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten) {
 
     // Not a book: refused with a message, left as it is, and the books folder's notebook opens instead.
     const QString junk = e.dir.filePath("junk.velumen");
@@ -317,7 +334,7 @@ TEST_F(EditorSession, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritte
     EXPECT_EQ(e.vc.document(), nullptr);
 }
 
-TEST_F(EditorSession, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
+TEST_F(BookSession, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
 
     struct Thing {};
     KeyedArchiver archiver;
@@ -344,7 +361,7 @@ TEST_F(EditorSession, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
     EXPECT_EQ(bytesOf(hostile).size(), qsizetype(bytes->size()));
 }
 
-TEST_F(EditorSession, AMissingFileIsCalledMissingAndAnUnchangedBookIsNotWrittenAgainAtQuit) {
+TEST_F(BookSession, AMissingFileIsCalledMissingAndAnUnchangedBookIsNotWrittenAgainAtQuit) {
 
     session.start(e.dir.filePath("no/such/file.velumen"));
     ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000)) << messages.join("|").toStdString();

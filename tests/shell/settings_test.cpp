@@ -5,6 +5,9 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTimeZone>
+#include <functional>
+#include <limits>
+#include <tuple>
 
 #include "document/BinaryPlist.h"
 #include "document/KeyedArchive.h"
@@ -24,10 +27,30 @@ bool operator==(const PenSettings& x, const PenSettings& y) {
 
 namespace {
 
+using G = FoliantGlobals;
+
+QByteArray bytes(const std::vector<std::uint8_t>& v) {
+    return QByteArray(reinterpret_cast<const char*>(v.data()), qsizetype(v.size()));
+}
+std::span<const std::uint8_t> bytesOf(const QByteArray& b) {
+    return {reinterpret_cast<const std::uint8_t*>(b.constData()), std::size_t(b.size())};
+}
+QByteArray readFile(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+void writeFile(const QString& path, const QByteArray& data) {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    f.write(data);
+}
+
 class SettingsTest : public ::testing::Test {
   protected:
     QTemporaryDir dir;
-    QString path() const { return dir.filePath("defaults.plist"); }
+    // A fresh name for each store a test makes: the toolkit keeps what it read of a file it has seen.
+    QString name = "defaults.plist";
+    QString path() const { return dir.filePath(name); }
     std::unique_ptr<FoliantGlobals> fresh(std::optional<double> now = 700000000.0) {
         return std::make_unique<FoliantGlobals>(openDefaultsStore(path()), now);
     }
@@ -36,162 +59,93 @@ class SettingsTest : public ::testing::Test {
         store->setValue(key, value);
         store->sync();
     }
-    static QByteArray bytes(const std::vector<std::uint8_t>& v) {
-        return QByteArray(reinterpret_cast<const char*>(v.data()), qsizetype(v.size()));
-    }
-    static std::span<const std::uint8_t> bytesOf(const QByteArray& b) {
-        return {reinterpret_cast<const std::uint8_t*>(b.constData()), std::size_t(b.size())};
+    QVariantMap storedValues() {
+        auto store = openDefaultsStore(path());
+        QVariantMap values;
+        for (const QString& key : store->allKeys())
+            values.insert(key, store->value(key));
+        return values;
     }
 };
 
-TEST_F(SettingsTest, PlainValuesKeepTheirTypesThroughTheFile) {
-    {
-        auto store = openDefaultsStore(path());
-        store->setValue("b", true);
-        store->setValue("i", qlonglong(-1234567890123));
-        store->setValue("d", 0.1);
-        store->setValue("s", QString("Grüße"));
-        store->setValue("data", QByteArray("\x00\x01\xff", 3));
-        store->setValue("date", QDateTime::fromMSecsSinceEpoch(1700000000123, QTimeZone::utc()));
-        store->setValue("list", QVariantList{1, QString("two"), 3.5});
-        store->sync();
-        ASSERT_EQ(store->status(), QSettings::NoError);
-    }
-    auto store = openDefaultsStore(path());
-    EXPECT_EQ(store->value("b").typeId(), QMetaType::Bool);
-    EXPECT_EQ(store->value("i").toLongLong(), -1234567890123);
-    EXPECT_EQ(store->value("i").typeId(), QMetaType::LongLong);
-    EXPECT_EQ(store->value("d").typeId(), QMetaType::Double);
-    EXPECT_EQ(store->value("d").toDouble(), 0.1);
-    EXPECT_EQ(store->value("s").toString(), QString("Grüße"));
-    EXPECT_EQ(store->value("data").toByteArray(), QByteArray("\x00\x01\xff", 3));
-    EXPECT_EQ(store->value("date").toDateTime().toMSecsSinceEpoch(), 1700000000123);
-    const QVariantList list = store->value("list").toList();
-    ASSERT_EQ(list.size(), 3);
-    EXPECT_EQ(list[1].typeId(), QMetaType::QString);
-    EXPECT_EQ(list[2].toDouble(), 3.5);
+// Every persisted value, to compare one load with another.
+auto persisted(const FoliantGlobals& g) {
+    const FLTextSettings& t = g.defaultTextSettings();
+    return std::tuple(g.isPenPalettePinned(), g.isErasingSelectedColor(), g.shownColorPaletteScrollHint(),
+                      g.disablePalmRejection(), g.onlyDrawWithStylus(), g.disableScreenPanning(),
+                      g.recentFontSize(), g.penColors(), g.penWidths(), g.currentPenColors(), g.penSettings(),
+                      g.recentFontFamilies(), g.recentFontName(), t.fontName, t.fontSize, t.textAlignment,
+                      t.foregroundColor, t.backgroundColor, g.colorPalettePage(), g.installDate(),
+                      g.pleaseRateVersion(), g.lastRateTime(), g.promotionVersion());
 }
 
-TEST_F(SettingsTest, FreshStoreHasTheFactoryDefaults) {
-    auto g = fresh();
-    ASSERT_EQ(g->_defaultPenColors.size(), 32u);
-    EXPECT_EQ(g->penColors.size(), 32u);
-    EXPECT_DOUBLE_EQ(g->_defaultPenColors[9].g, 122 / 255.0);
-    EXPECT_DOUBLE_EQ(g->_defaultPenColors[8].a, 0.35);
-    EXPECT_DOUBLE_EQ(g->_defaultPenColors[31].a, 0.1);
-    for (int page = 0; page < 4; ++page)
-        EXPECT_EQ(g->_defaultPenColors[std::size_t(page) * 8].r, 0.0);
-    EXPECT_EQ(g->penWidths(), (std::vector<float>{64, 6, 3, 32, 16}));
-    ASSERT_EQ(g->currentPenColors().size(), 6u);
-    EXPECT_DOUBLE_EQ(g->currentPenColors()[5].a, 0.35);
-    ASSERT_EQ(g->penSettings().size(), 3u);
-    EXPECT_EQ(g->penSettings()[2].thickness, 6.0f);
-    EXPECT_EQ(g->_recentFontFamilies, std::vector<std::string>{"Helvetica"});
-    EXPECT_EQ(g->_recentFontName, "Helvetica");
-    EXPECT_EQ(g->_recentFontSize, 48.0f);
-    EXPECT_EQ(g->_defaultTextSettings->fontSize, 48.0f);
-    EXPECT_DOUBLE_EQ(g->_installDate, 700000000.0);
-    EXPECT_TRUE(g->defaults().boolForKey("shouldSendHighResPdf"));
-    EXPECT_TRUE(g->defaults().boolForKey("dontAdjustInsertedImages"));
-    EXPECT_FALSE(g->defaults().boolForKey("shouldHideWristGuard"));
-}
+// One setter call for each persisted value, taking it away from its default: five pen slots and a 33rd
+// colour among them. Colours are kept as 32-bit floats: the palette starts from its stored precision.
+const std::pair<const char*, std::function<void(G&)>> kSetEveryValue[] = {
+    {"isPenPalettePinned", [](G& g) { g.setIsPenPalettePinned(true); }},
+    {"isErasingSelectedColor", [](G& g) { g.setIsErasingSelectedColor(true); }},
+    {"shownColorPaletteScrollHint", [](G& g) { g.setShownColorPaletteScrollHint(true); }},
+    {"disablePalmRejection", [](G& g) { g.setDisablePalmRejection(true); }},
+    {"onlyDrawWithStylus", [](G& g) { g.setOnlyDrawWithStylus(true); }},
+    {"disableScreenPanning", [](G& g) { g.setDisableScreenPanning(true); }},
+    {"recentFontSize", [](G& g) { g.setRecentFontSize(17.5f); }},
+    {"penColors",
+     [](G& g) {
+         std::vector<KColor> palette;
+         for (const KColor& c : g._defaultPenColors)
+             palette.push_back(
+                 {double(float(c.r)), double(float(c.g)), double(float(c.b)), double(float(c.a))});
+         palette[0] = {0.5, 0.25, 0, 0.5};
+         palette[5] = {0.25, 0.5, 0.75, 0.125};
+         palette.push_back({1, 1, 1, 0.5});
+         g.setPenColors(palette);
+     }},
+    {"penWidths",
+     [](G& g) {
+         g.setPenWidths({60, 5, 2, 24, 12, 7.25f});
+     }},
+    {"currentPenColors",
+     [](G& g) {
+         g.setCurrentPenColors({{1, 0, 0, 0.5},
+                                {0, 1, 0, 0.5},
+                                {0, 0, 1, 0.5},
+                                {1, 1, 0, 0.5},
+                                {0, 1, 1, 0.5},
+                                {1, 0, 1, 0.5}});
+     }},
+    {"penSettings",
+     [](G& g) {
+         std::vector<PenSettings> pens;
+         for (int i = 0; i < 5; ++i) {
+             pens.push_back(
+                 PenSettings::initWithColor({0.125 * i, 0.5, 1 - 0.125 * i, 0.25}, 2.0f + float(i)));
+             pens.back().inkType = i;
+         }
+         g.setPenSettings(pens);
+     }},
+    {"recentFontFamilies",
+     [](G& g) {
+         g.setRecentFontFamilies({"Mono", "Grüße\tSans", "Courier", "Times", "Helvetica"});
+     }},
+    {"recentFontName", [](G& g) { g.setRecentFontName("Courier"); }},
+    {"defaultTextSettings",
+     [](G& g) { g.setDefaultTextSettings({.fontSize = 30, .fontName = "Times", .textAlignment = 2}); }},
+    {"colorPalettePage", [](G& g) { g.setColorPalettePage(3); }},
+    {"installDate", [](G& g) { g.setInstallDate(123456789.5); }},
+    {"pleaseRateVersion", [](G& g) { g.setPleaseRateVersion(7); }},
+    {"lastRateTime", [](G& g) { g.setLastRateTime(99); }},
+    {"promotionVersion", [](G& g) { g.setPromotionVersion(4); }},
+};
 
-TEST_F(SettingsTest, EveryKeyRoundTripsThroughAFreshStore) {
-    {
-        auto g = fresh();
-        g->isPenPalettePinned = true;
-        g->isErasingSelectedColor = true;
-        g->_shownColorPaletteScrollHint = true;
-        g->_disablePalmRejection = true;
-        g->_onlyDrawWithStylus = true;
-        g->_disableScreenPanning = true;
-        g->_recentFontSize = 17.5f;
-        g->penColors[3] = {0.25, 0.5, 0.75, 0.125};
-        g->penWidths() = {60, 5, 2, 24, 12};
-        g->currentPenColors()[2] = {1, 0, 0.5, 0.5};
-        g->penSettings()[1] = PenSettings::initWithColor({0, 0.5, 1, 0.25}, 12);
-        g->penSettings()[1].inkType = InkTypeBrush;
-        g->addRecentFontFamily("Courier");
-        g->_recentFontName = "Courier";
-        g->_defaultTextSettings->fontName = "Times";
-        g->_defaultTextSettings->textAlignment = 2;
-        g->_colorPalettePage = 3;
-        g->_installDate = 123456789.5;
-        g->_pleaseRateVersion = 7;
-        g->_lastRateTime = 99;
-        g->_promotionVersion = 4;
-        ASSERT_TRUE(g->saveSettings());
-    }
-    auto g = fresh(1.0);
-    EXPECT_TRUE(g->isPenPalettePinned && g->isErasingSelectedColor && g->_shownColorPaletteScrollHint);
-    EXPECT_TRUE(g->disablePalmRejection() && g->onlyDrawWithStylus() && g->disableScreenPanning());
-    EXPECT_EQ(g->_recentFontSize, 17.5f);
-    EXPECT_EQ(g->penColors.size(), 32u);
-    EXPECT_EQ(g->penColors[3], (KColor{0.25, 0.5, 0.75, 0.125}));
-    EXPECT_EQ(g->penWidths(), (std::vector<float>{60, 5, 2, 24, 12}));
-    EXPECT_EQ(g->currentPenColors()[2], (KColor{1, 0, 0.5, 0.5}));
-    EXPECT_EQ(g->penSettings()[1].thickness, 12.0f);
-    EXPECT_EQ(g->penSettings()[1].inkType, InkTypeBrush);
-    EXPECT_EQ(g->_recentFontFamilies, (std::vector<std::string>{"Courier", "Helvetica"}));
-    EXPECT_EQ(g->_recentFontName, "Courier");
-    EXPECT_EQ(g->_defaultTextSettings->fontName, "Times");
-    EXPECT_EQ(g->_defaultTextSettings->textAlignment, 2);
-    EXPECT_EQ(g->_colorPalettePage, 3);
-    EXPECT_DOUBLE_EQ(g->_installDate, 123456789.5);
-    EXPECT_EQ(g->_pleaseRateVersion, 7);
-    EXPECT_EQ(g->_lastRateTime, 99);
-    EXPECT_EQ(g->_promotionVersion, 4);
-}
-
-TEST_F(SettingsTest, ACorruptKeyFallsBackAloneAndShortTablesAreReplacedWhole) {
-    {
-        auto g = fresh();
-        g->_onlyDrawWithStylus = true;
-        g->_recentFontName = "Courier";
-        ASSERT_TRUE(g->saveSettings());
-    }
-    writeRaw("penSettings", QByteArray("bplist00 not an archive"));
-    writeRaw("penWidths", QVariantList{1, 2, 3});
-    writeRaw("currentPenColors", bytes(archiveColors({{1, 0, 0, 1}, {0, 1, 0, 1}})));
-    writeRaw("defaultTextSettings", bytes(archiveColors({{1, 0, 0, 1}})));  // the wrong class
-    writeRaw("recentFontFamilies", QString("not a list"));
-    writeRaw("recentFontSize", 0.0);
-    auto g = fresh();
-    EXPECT_EQ(g->penSettings().size(), 3u);
-    EXPECT_EQ(g->penWidths(), PenTables::defaultPenWidths());
-    EXPECT_EQ(g->currentPenColors(), std::vector<KColor>(6, g->penColors.front()));
-    EXPECT_EQ(g->_defaultTextSettings->fontName, "Helvetica");
-    EXPECT_EQ(g->_recentFontFamilies, std::vector<std::string>{"Helvetica"});
-    EXPECT_EQ(g->_recentFontSize, 48.0f);
-    // The others stand.
-    EXPECT_TRUE(g->onlyDrawWithStylus());
-    EXPECT_EQ(g->_recentFontName, "Courier");
-}
-
-TEST_F(SettingsTest, AnOlderPaletteGainsTheNewPageAndATruncatedFileLosesNothingElse) {
-    std::vector<KColor> old(24, KColor{0.5, 0.5, 0.5, 0.2});
-    writeRaw("penColors", bytes(archiveColors(old)));
-    auto g = fresh();
-    ASSERT_EQ(g->penColors.size(), 32u);
-    EXPECT_EQ(g->penColors[23], (KColor{0.5, 0.5, 0.5, static_cast<double>(0.2f)}));
-    EXPECT_EQ(g->penColors[24], g->_defaultPenColors[24]);
-
-    // A store that is not a property list at all reads as empty, and the program goes on with defaults.
-    QFile file(path());
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write("garbage");
-    file.close();
-    auto h = fresh();
-    EXPECT_EQ(h->penColors.size(), 32u);
-    EXPECT_EQ(h->penWidths(), PenTables::defaultPenWidths());
+void setEveryValue(FoliantGlobals& g) {
+    for (const auto& [key, set] : kSetEveryValue)
+        set(g);
 }
 
 // The class of the archived value under "root", read from the property list itself rather than through
 // the archive reader: the stored form as any reader of keyed archives sees it.
 std::string storedRootClass(const QByteArray& data) {
-    const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(data.constData()),
-                                              std::size_t(data.size()));
-    const auto r = plist::Reader::open(bytes);
+    const auto r = plist::Reader::open(bytesOf(data));
     if (!r) return "not a property list";
     const auto top = r->dictLookup(r->top(), "$top");
     const auto objects = r->dictLookup(r->top(), "$objects");
@@ -205,69 +159,62 @@ std::string storedRootClass(const QByteArray& data) {
     return name ? r->asString(*name).value_or("?") : "no root object";
 }
 
-// Every persisted object value of a store, to compare one load with another.
-struct ObjectValues {
-    std::vector<PenSettings> penSettings;
-    std::vector<KColor> penColors;
-    std::vector<float> penWidths;
-    std::vector<KColor> currentPenColors;
-    std::vector<std::string> recentFontFamilies;
-    std::string textFont;
-    float textSize;
-    int textAlignment;
-    explicit ObjectValues(FoliantGlobals& g)
-        : penSettings(g.penSettings()),
-          penColors(g.penColors),
-          penWidths(g.penWidths()),
-          currentPenColors(g.currentPenColors()),
-          recentFontFamilies(g._recentFontFamilies),
-          textFont(g._defaultTextSettings->fontName),
-          textSize(g._defaultTextSettings->fontSize),
-          textAlignment(g._defaultTextSettings->textAlignment) {}
-};
-
-// A store with every object value away from its default, five pen slots among them.
-void setEveryObjectValue(FoliantGlobals& g) {
-    g.penSettings().clear();
-    for (int i = 0; i < 5; ++i) {
-        PenSettings pen = PenSettings::initWithColor({0.125 * i, 0.5, 1 - 0.125 * i, 0.25}, 2.0f + float(i));
-        pen.inkType = i;
-        g.penSettings().push_back(pen);
+TEST_F(SettingsTest, PlainValuesKeepTheirTypesThroughTheFile) {
+    const std::pair<const char*, QVariant> values[] = {
+        {"b", true},
+        {"i", qlonglong(-1234567890123)},
+        {"d", 0.1},
+        {"s", QString("Grüße")},
+        {"data", QByteArray("\x00\x01\xff", 3)},
+        {"date", QDateTime::fromMSecsSinceEpoch(1700000000123, QTimeZone::utc())},
+        {"list", QVariantList{qlonglong(1), QString("two"), 3.5}},
+    };
+    for (const auto& [key, value] : values)
+        writeRaw(key, value);
+    auto store = openDefaultsStore(path());
+    for (const auto& [key, value] : values) {
+        EXPECT_EQ(store->value(key).typeId(), value.typeId()) << key;
+        EXPECT_TRUE(store->value(key) == value) << key;
     }
-    // Colours are kept as 32-bit floats: the palette starts from its stored precision.
-    for (KColor& c : g.penColors)
-        c = {double(float(c.r)), double(float(c.g)), double(float(c.b)), double(float(c.a))};
-    g.penColors[5] = {0.25, 0.5, 0.75, 0.125};
-    g.penColors.push_back({1, 1, 1, 0.5});  // a 33rd colour is kept
-    g.penWidths() = {60, 5, 2, 24, 12, 7.25f};
-    g.currentPenColors() = {{1, 0, 0, 0.5}, {0, 1, 0, 0.5}, {0, 0, 1, 0.5},
-                            {1, 1, 0, 0.5}, {0, 1, 1, 0.5}, {1, 0, 1, 0.5}};
-    for (const char* f : {"Times", "Courier", "Grüße\tSans", "Mono"})
-        g.addRecentFontFamily(f);
-    g._defaultTextSettings->fontName = "Courier";
-    g._defaultTextSettings->fontSize = 30;
-    g._defaultTextSettings->textAlignment = 2;
+    EXPECT_EQ(store->value("list").toList()[1].typeId(), QMetaType::QString);
 }
 
-TEST_F(SettingsTest, ObjectValuesAreStoredAsArchivesOfTheValueAndComeBackWhole) {
-    std::unique_ptr<ObjectValues> expected;
-    {
-        auto g = fresh();
-        setEveryObjectValue(*g);
-        expected = std::make_unique<ObjectValues>(*g);
-        ASSERT_TRUE(g->saveSettings());
-    }
+TEST_F(SettingsTest, AMissingKeyReadsAsItsDefault) {
+    auto g = fresh();
+    ASSERT_EQ(g->_defaultPenColors.size(), 32u);
+    EXPECT_EQ(g->penColors(), g->_defaultPenColors);
+    EXPECT_DOUBLE_EQ(g->_defaultPenColors[9].g, 122 / 255.0);
+    EXPECT_DOUBLE_EQ(g->_defaultPenColors[8].a, 0.35);
+    EXPECT_DOUBLE_EQ(g->_defaultPenColors[31].a, 0.1);
+    for (int page = 0; page < 4; ++page)
+        EXPECT_EQ(g->_defaultPenColors[std::size_t(page) * 8].r, 0.0);
+    EXPECT_EQ(g->penWidths(), (std::vector<float>{64, 6, 3, 32, 16}));
+    EXPECT_EQ(g->currentPenColors(), std::vector<KColor>(6, g->_defaultPenColors[0]));
+    EXPECT_EQ(g->penSettings(), std::vector<PenSettings>(3, PenSettings::initWithColor({0, 0, 0, 0.35}, 6)));
+    EXPECT_EQ(g->recentFontFamilies(), std::vector<std::string>{"Helvetica"});
+    EXPECT_EQ(g->recentFontName(), "Helvetica");
+    EXPECT_EQ(g->recentFontSize(), 48.0f);
+    EXPECT_EQ(g->defaultTextSettings().fontSize, 48.0f);
+    EXPECT_DOUBLE_EQ(g->installDate(), 700000000.0);
+    EXPECT_TRUE(g->defaults().boolForKey("shouldSendHighResPdf"));
+    EXPECT_TRUE(g->defaults().boolForKey("dontAdjustInsertedImages"));
+    EXPECT_FALSE(g->defaults().boolForKey("shouldHideWristGuard"));
+    EXPECT_EQ(g->defaults().doubleForKey("recentFontSize"), 48.0);
+    EXPECT_EQ(g->defaults().stringForKey("recentFontName"), QString("Helvetica"));
+}
+
+TEST_F(SettingsTest, EveryValueRoundTripsInItsStoredFormAndSavesBackByteForByte) {
+    auto g = fresh();
+    setEveryValue(*g);
+    ASSERT_TRUE(g->saveSettings());
     {
         auto store = openDefaultsStore(path());
-        const std::pair<const char*, const char*> forms[] = {
-            {"penSettings", "NSMutableArray"},        {"penColors", "NSMutableArray"},
-            {"penWidths", "NSMutableArray"},          {"currentPenColors", "NSMutableArray"},
-            {"recentFontFamilies", "NSMutableArray"}, {"defaultTextSettings", "FLTextSettings"},
-        };
-        for (const auto& [key, rootClass] : forms) {
-            const QVariant v = store->value(key);
-            EXPECT_EQ(v.typeId(), QMetaType::QByteArray) << key;
-            EXPECT_EQ(storedRootClass(v.toByteArray()), rootClass) << key;
+        for (const char* key : {"penSettings", "penColors", "penWidths", "currentPenColors",
+                                "recentFontFamilies", "defaultTextSettings"}) {
+            EXPECT_EQ(store->value(key).typeId(), QMetaType::QByteArray) << key;
+            EXPECT_EQ(storedRootClass(store->value(key).toByteArray()),
+                      std::string(key) == "defaultTextSettings" ? "FLTextSettings" : "NSMutableArray")
+                << key;
         }
         // The widths are numbers and the families text, one object each, as any archive reader takes them.
         KeyedUnarchiver widths(bytesOf(store->value("penWidths").toByteArray()));
@@ -277,156 +224,158 @@ TEST_F(SettingsTest, ObjectValuesAreStoredAsArchivesOfTheValueAndComeBackWhole) 
         EXPECT_EQ(families.topDecoder().decodeStringArrayForKey("root"),
                   (std::vector<std::string>{"Mono", "Grüße\tSans", "Courier", "Times", "Helvetica"}));
     }
-    auto g = fresh();
-    const ObjectValues loaded(*g);
-    EXPECT_EQ(loaded.penSettings.size(), 5u);
-    EXPECT_EQ(loaded.penSettings, expected->penSettings);
-    EXPECT_EQ(loaded.penColors.size(), 33u);
-    EXPECT_EQ(loaded.penColors, expected->penColors);
-    EXPECT_EQ(loaded.penWidths, expected->penWidths);
-    EXPECT_EQ(loaded.currentPenColors, expected->currentPenColors);
-    EXPECT_EQ(loaded.recentFontFamilies, expected->recentFontFamilies);
-    EXPECT_EQ(loaded.textFont, "Courier");
-    EXPECT_EQ(loaded.textSize, 30.0f);
-    EXPECT_EQ(loaded.textAlignment, 2);
+    QStringList tableKeys;
+    for (const auto& [key, set] : kSetEveryValue)
+        tableKeys << key;
+    tableKeys.sort();
+    EXPECT_EQ(openDefaultsStore(path())->allKeys(), tableKeys);
+    const QByteArray written = readFile(path());
+    auto loaded = fresh(1.0);
+    EXPECT_EQ(persisted(*loaded), persisted(*g));
+    ASSERT_TRUE(loaded->saveSettings());
+    EXPECT_EQ(readFile(path()), written);
 }
 
-TEST_F(SettingsTest, EachUnreadableObjectKeyFallsBackAloneAndTheOthersLoad) {
-    std::unique_ptr<ObjectValues> saved;
+TEST_F(SettingsTest, EachUnreadableValueFallsBackToItsDefaultAloneAndTheOthersLoad) {
+    ASSERT_TRUE(fresh()->saveSettings());
+    const QVariantMap defaults = storedValues();
+    std::vector<KColor> palette;
     {
         auto g = fresh();
-        setEveryObjectValue(*g);
-        saved = std::make_unique<ObjectValues>(*g);
+        setEveryValue(*g);
+        palette = g->penColors();
         ASSERT_TRUE(g->saveSettings());
     }
-    const QByteArray original = [&] {
-        QFile f(path());
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }();
-    KeyedArchiver immutableFloats, immutableTexts, numbersAsTexts;
-    const ArchiveClass immutable = {"NSArray", "NSObject"};
+    const QByteArray original = readFile(path());
+    const QVariantMap saved = storedValues();
+
+    const ArchiveClass immutable = {"NSArray", "NSObject"},
+                       mutableArray = {"NSMutableArray", "NSArray", "NSObject"};
     const std::vector<float> sixWidths = {1, 2, 3, 4, 5, 6};
     const std::vector<std::string> twoTexts = {"A", "B"};
-    const auto archived = [](std::optional<std::vector<std::uint8_t>> b) { return bytes(b.value()); };
-    const QByteArray immutableWidths = archived(immutableFloats.archivedTopLevel(
-        [&](KeyedEncoder& top) { top.encodeFloatArray("root", sixWidths, immutable); }));
-    const QByteArray immutableFamilies = archived(immutableTexts.archivedTopLevel(
-        [&](KeyedEncoder& top) { top.encodeStringArray("root", twoTexts, immutable); }));
-    const QByteArray textsForNumbers = archived(numbersAsTexts.archivedTopLevel([&](KeyedEncoder& top) {
-        top.encodeStringArray("root", twoTexts, {"NSMutableArray", "NSArray", "NSObject"});
-    }));
-    const QByteArray truncated = bytes(archiveColors(saved->currentPenColors)).left(100);
-
-    struct Case {
-        const char* key;
-        QVariant value;
+    const auto archived = [](const std::function<void(KeyedEncoder&)>& encode) {
+        KeyedArchiver archiver;
+        return bytes(archiver.archivedTopLevel(encode).value());
     };
-    const Case cases[] = {
+    const QByteArray immutableWidths =
+        archived([&](KeyedEncoder& top) { top.encodeFloatArray("root", sixWidths, immutable); });
+    const QByteArray immutableFamilies =
+        archived([&](KeyedEncoder& top) { top.encodeStringArray("root", twoTexts, immutable); });
+    const QByteArray textsForNumbers =
+        archived([&](KeyedEncoder& top) { top.encodeStringArray("root", twoTexts, mutableArray); });
+    const QByteArray truncated = bytes(archiveColors(palette)).left(100);
+    const QByteArray pens = saved.value("penSettings").toByteArray();
+    const double inf = std::numeric_limits<double>::infinity();
+
+    const std::pair<const char*, QVariant> cases[] = {
         {"penSettings", QByteArray("not an archive")},
-        {"penSettings", bytes(archiveColors(saved->currentPenColors))},  // colours, not pens
+        {"penSettings", bytes(archiveColors(palette))},  // colours, not pens
+        {"penSettings", qlonglong(3)},
         {"penColors", truncated},
         {"penColors", textsForNumbers},
         {"penWidths", immutableWidths},  // kept only when mutable
         {"penWidths", textsForNumbers},
         {"penWidths", bytes(archiveFloats({1, 2, 3, 4}))},  // fewer than five
+        {"penWidths", QVariantList{1, 2, 3}},
         {"penWidths", QVariantList{1, 2, QString("3"), 4, 5}},
         {"currentPenColors", truncated},
-        {"currentPenColors", bytes(archivePenSettings(saved->penSettings))},
+        {"currentPenColors", pens},
+        {"currentPenColors", bytes(archiveColors({{1, 0, 0, 1}, {0, 1, 0, 1}}))},  // fewer than six
         {"recentFontFamilies", immutableFamilies},
         {"recentFontFamilies", bytes(archiveFloats(sixWidths))},
         {"recentFontFamilies", QVariantList{QString("A"), 2}},
+        {"recentFontFamilies", QString("not a list")},
         {"defaultTextSettings", bytes(archiveStrings(twoTexts))},
+        {"defaultTextSettings", bytes(archiveColors({{1, 0, 0, 1}}))},
         {"defaultTextSettings", QString("Courier")},
+        // Plain values are numbers stored directly: text is no switch, no size and no page.
+        {"isPenPalettePinned", QString("1")},
+        {"onlyDrawWithStylus", QByteArray("\x01", 1)},
+        {"recentFontSize", 0.0},
+        {"recentFontSize", inf},
+        {"recentFontSize", QString("12")},
+        {"recentFontName", qlonglong(12)},
+        {"colorPalettePage", QString("3")},
+        {"colorPalettePage", 1e30},
+        {"installDate", QString("2001-01-01")},
+        {"pleaseRateVersion", QVariantList{7}},
     };
-    for (const Case& c : cases) {
-        const std::string key = c.key;
-        SCOPED_TRACE(key + " holding " + c.value.typeName());
-        {
-            QFile f(path());
-            ASSERT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            f.write(original);
+    int n = 0;
+    for (const auto& [key, value] : cases) {
+        SCOPED_TRACE(std::string(key) + " holding " + value.typeName());
+        name = QString("case-%1.plist").arg(++n);
+        writeFile(path(), original);
+        writeRaw(key, value);
+        ASSERT_TRUE(fresh()->saveSettings());
+        const QVariantMap loaded = storedValues();
+        for (const QString& k : saved.keys()) {
+            QVariant expected = k == key ? defaults.value(k) : saved.value(k);
+            // The colours of the ink types fall back to the palette's first entry.
+            if (k == key && k == "currentPenColors")
+                expected = bytes(archiveColors(std::vector(6, palette[0])));
+            EXPECT_TRUE(loaded.value(k) == expected) << k.toStdString();
         }
-        writeRaw(c.key, c.value);
-        auto g = fresh();
-        const ObjectValues loaded(*g);
-        if (key == "penSettings")
-            EXPECT_EQ(
-                loaded.penSettings,
-                std::vector<PenSettings>(3, PenSettings::initWithColor(PenTables::defaultPenColor(), 6.0f)));
-        else
-            EXPECT_EQ(loaded.penSettings, saved->penSettings);
-        EXPECT_EQ(loaded.penColors, key == "penColors" ? g->_defaultPenColors : saved->penColors);
-        EXPECT_EQ(loaded.penWidths, key == "penWidths" ? PenTables::defaultPenWidths() : saved->penWidths);
-        EXPECT_EQ(loaded.currentPenColors, key == "currentPenColors"
-                                               ? std::vector<KColor>(6, loaded.penColors.front())
-                                               : saved->currentPenColors);
-        EXPECT_EQ(loaded.recentFontFamilies, key == "recentFontFamilies"
-                                                 ? std::vector<std::string>{"Helvetica"}
-                                                 : saved->recentFontFamilies);
-        EXPECT_EQ(loaded.textFont, key == "defaultTextSettings" ? "Helvetica" : "Courier");
-        EXPECT_EQ(loaded.textAlignment, key == "defaultTextSettings" ? 0 : 2);
     }
 }
 
-TEST_F(SettingsTest, AStoreWrittenBeforeTheArchivedFormsLoadsIntoTheSameValues) {
+TEST_F(SettingsTest, AnOlderPaletteGainsTheNewPageAndAFileThatIsNoStoreReadsAsEmpty) {
+    writeRaw("penColors", bytes(archiveColors(std::vector(24, KColor{0.5, 0.5, 0.5, 0.25}))));
+    auto g = fresh();
+    ASSERT_EQ(g->penColors().size(), 32u);
+    EXPECT_EQ(g->penColors()[23], (KColor{0.5, 0.5, 0.5, 0.25}));
+    EXPECT_EQ(g->penColors()[24], g->_defaultPenColors[24]);
+
+    name = "garbage.plist";
+    writeFile(path(), "garbage");
+    auto h = fresh();
+    EXPECT_EQ(persisted(*h),
+              persisted(FoliantGlobals(openDefaultsStore(dir.filePath("new.plist")), 700000000.0)));
+}
+
+TEST_F(SettingsTest, AStoreWrittenBeforeTheArchivedFormsLoadsAndIsWrittenBackAsBefore) {
     // Written by the program as it stood before the widths and font families were archived and before the
-    // archives held the value itself at their root.
+    // archives held the value itself at their root; the second file is that store as saved by the program
+    // before its settings were read through one table of keys.
     ASSERT_TRUE(QFile::copy(VELUMEN_SHELL_TEST_DATA_DIR "/settings-store-2026-11.plist", path()));
     QFile::setPermissions(path(), QFile::ReadOwner | QFile::WriteOwner);
-    const auto check = [](FoliantGlobals& g) {
-        EXPECT_TRUE(g.isPenPalettePinned);
-        EXPECT_FALSE(g.isErasingSelectedColor);
-        EXPECT_TRUE(g._shownColorPaletteScrollHint);
-        EXPECT_FALSE(g.disablePalmRejection());
-        EXPECT_TRUE(g.onlyDrawWithStylus());
-        EXPECT_TRUE(g.disableScreenPanning());
-        EXPECT_EQ(g._recentFontSize, 21.5f);
-        ASSERT_EQ(g.penColors.size(), 32u);
-        EXPECT_EQ(g.penColors[3], (KColor{0.25, 0.5, 0.75, 0.125}));
-        EXPECT_EQ(g.penColors[30], (KColor{0.5, 0.25, 0.0, 0.5}));
-        const KColor factory = g._defaultPenColors[4];
-        EXPECT_EQ(g.penColors[4],
-                  (KColor{float(factory.r), float(factory.g), float(factory.b), float(factory.a)}));
-        EXPECT_EQ(g.penWidths(), (std::vector<float>{48, 8, 2, 96, 14}));
-        const auto f = [](double v) { return static_cast<double>(static_cast<float>(v)); };
-        EXPECT_EQ(g.currentPenColors(), (std::vector<KColor>{{1, 0, 0, f(0.35)},
-                                                             {0, 1, 0, f(0.35)},
-                                                             {0, 0, 1, f(0.35)},
-                                                             {0.5, 0.5, 0.5, 1},
-                                                             {0.25, 0.25, 0.25, 0.5},
-                                                             {1, 1, 0, f(0.1)}}));
-        ASSERT_EQ(g.penSettings().size(), 3u);
-        EXPECT_EQ(g.penSettings()[0].thickness, 4.0f);
-        EXPECT_EQ(g.penSettings()[0].color, (KColor{f(0.2), f(0.4), f(0.6), f(0.35)}));
-        EXPECT_EQ(g.penSettings()[1].thickness, 12.0f);
-        EXPECT_EQ(g.penSettings()[1].inkType, InkTypeBrush);
-        EXPECT_EQ(g.penSettings()[2].thickness, 16.0f);
-        EXPECT_EQ(g.penSettings()[2].inkType, InkTypeHilighter);
-        EXPECT_EQ(g._recentFontFamilies, (std::vector<std::string>{"Times", "Courier", "Helvetica"}));
-        EXPECT_EQ(g._recentFontName, "Times");
-        EXPECT_EQ(g._defaultTextSettings->fontName, "Courier");
-        EXPECT_EQ(g._defaultTextSettings->fontSize, 30.0f);
-        EXPECT_EQ(g._defaultTextSettings->textAlignment, 1);
-        EXPECT_EQ(g._colorPalettePage, 2);
-        EXPECT_DOUBLE_EQ(g._installDate, 654321000.0);
-        EXPECT_EQ(g._pleaseRateVersion, 5);
-        EXPECT_EQ(g._lastRateTime, 12345);
-        EXPECT_EQ(g._promotionVersion, 3);
-    };
-    {
-        auto g = fresh(1.0);
-        SCOPED_TRACE("as found");
-        check(*g);
-        ASSERT_TRUE(g->saveSettings());
-    }
-    // Saved again in today's forms, it reads the same.
-    auto store = openDefaultsStore(path());
-    EXPECT_EQ(store->value("penWidths").typeId(), QMetaType::QByteArray);
-    EXPECT_EQ(storedRootClass(store->value("penSettings").toByteArray()), "NSMutableArray");
-    store.reset();
-    SCOPED_TRACE("saved again");
     auto g = fresh(1.0);
-    check(*g);
+    EXPECT_EQ(
+        std::tuple(g->isPenPalettePinned(), g->isErasingSelectedColor(), g->shownColorPaletteScrollHint(),
+                   g->disablePalmRejection(), g->onlyDrawWithStylus(), g->disableScreenPanning()),
+        std::tuple(true, false, true, false, true, true));
+    EXPECT_EQ(g->recentFontSize(), 21.5f);
+    ASSERT_EQ(g->penColors().size(), 32u);
+    EXPECT_EQ(g->penColors()[3], (KColor{0.25, 0.5, 0.75, 0.125}));
+    EXPECT_EQ(g->penColors()[30], (KColor{0.5, 0.25, 0.0, 0.5}));
+    const auto f = [](double v) { return static_cast<double>(static_cast<float>(v)); };
+    const KColor factory = g->_defaultPenColors[4];
+    EXPECT_EQ(g->penColors()[4], (KColor{f(factory.r), f(factory.g), f(factory.b), f(factory.a)}));
+    EXPECT_EQ(g->penWidths(), (std::vector<float>{48, 8, 2, 96, 14}));
+    EXPECT_EQ(g->currentPenColors(), (std::vector<KColor>{{1, 0, 0, f(0.35)},
+                                                          {0, 1, 0, f(0.35)},
+                                                          {0, 0, 1, f(0.35)},
+                                                          {0.5, 0.5, 0.5, 1},
+                                                          {0.25, 0.25, 0.25, 0.5},
+                                                          {1, 1, 0, f(0.1)}}));
+    const auto& pens = g->penSettings();
+    ASSERT_EQ(pens.size(), 3u);
+    EXPECT_EQ(pens[0].color, (KColor{f(0.2), f(0.4), f(0.6), f(0.35)}));
+    EXPECT_EQ(
+        std::tuple(pens[0].thickness, pens[1].thickness, pens[1].inkType, pens[2].thickness, pens[2].inkType),
+        std::tuple(4.0f, 12.0f, InkTypeBrush, 16.0f, InkTypeHilighter));
+    EXPECT_EQ(g->recentFontFamilies(), (std::vector<std::string>{"Times", "Courier", "Helvetica"}));
+    EXPECT_EQ(g->recentFontName(), "Times");
+    const FLTextSettings& text = g->defaultTextSettings();
+    EXPECT_EQ(std::tuple(text.fontName, text.fontSize, text.textAlignment), std::tuple("Courier", 30.0f, 1));
+    EXPECT_EQ(
+        std::tuple(g->colorPalettePage(), g->pleaseRateVersion(), g->lastRateTime(), g->promotionVersion()),
+        std::tuple(2, 5, 12345, 3));
+    EXPECT_DOUBLE_EQ(g->installDate(), 654321000.0);
+
+    ASSERT_TRUE(g->saveSettings());
+    EXPECT_TRUE(readFile(path()) ==
+                readFile(VELUMEN_SHELL_TEST_DATA_DIR "/settings-store-2026-11-saved.plist"));
+    EXPECT_EQ(persisted(*fresh(1.0)), persisted(*g));
 }
 
 TEST_F(SettingsTest, InstallDateIsEstimatedFromTheRunTime) {
@@ -434,8 +383,35 @@ TEST_F(SettingsTest, InstallDateIsEstimatedFromTheRunTime) {
                                             {1800, 2851200}, {7199, 2851200}, {7200, 3628800}};
     for (const auto& [rtx, back] : cases) {
         writeRaw("rtx", rtx);
-        EXPECT_DOUBLE_EQ(fresh(1e9)->_installDate, 1e9 - back) << rtx;
+        EXPECT_DOUBLE_EQ(fresh(1e9)->installDate(), 1e9 - back) << rtx;
     }
+}
+
+TEST_F(SettingsTest, ASetterAnnouncesARealChangeOnceUnderItsKeyAndLoadingAnnouncesNothing) {
+    auto g = fresh();
+    QStringList keys;
+    QObject::connect(g.get(), &FoliantGlobals::changed, [&](const QString& key) { keys << key; });
+    for (const auto& [key, set] : kSetEveryValue) {
+        keys.clear();
+        set(*g);
+        set(*g);
+        EXPECT_EQ(keys, QStringList{key});
+    }
+    keys.clear();
+    g->addRecentFontFamily("Mono");  // first already
+    g->setPenColors(g->penColors());
+    g->setDefaultTextSettings(g->defaultTextSettings());
+    EXPECT_TRUE(keys.isEmpty());
+    g->addRecentFontFamily("Helvetica");
+    EXPECT_EQ(keys, QStringList{"recentFontFamilies"});
+
+    keys.clear();
+    g->defaults().setObject("onlyDrawWithStylus", false);
+    g->defaults().setObject("recentFontName", QString("Times"));
+    g->loadSettings();
+    EXPECT_FALSE(g->onlyDrawWithStylus());
+    EXPECT_EQ(g->recentFontName(), "Times");
+    EXPECT_TRUE(keys.isEmpty());
 }
 
 TEST(FoliantGlobalsTables, RecentFontsAndSwatchColours) {
@@ -443,11 +419,11 @@ TEST(FoliantGlobalsTables, RecentFontsAndSwatchColours) {
     FoliantGlobals g(openDefaultsStore(dir.filePath("d.plist")), 0.0);
     for (const char* f : {"A", "B", "C", "D"})
         g.addRecentFontFamily(f);
-    EXPECT_EQ(g._recentFontFamilies, (std::vector<std::string>{"D", "C", "B", "A", "Helvetica"}));
+    EXPECT_EQ(g.recentFontFamilies(), (std::vector<std::string>{"D", "C", "B", "A", "Helvetica"}));
     g.addRecentFontFamily("E");
-    EXPECT_EQ(g._recentFontFamilies, (std::vector<std::string>{"E", "D", "C", "B", "A"}));
+    EXPECT_EQ(g.recentFontFamilies(), (std::vector<std::string>{"E", "D", "C", "B", "A"}));
     g.addRecentFontFamily("B");
-    EXPECT_EQ(g._recentFontFamilies, (std::vector<std::string>{"B", "E", "D", "C", "A"}));
+    EXPECT_EQ(g.recentFontFamilies(), (std::vector<std::string>{"B", "E", "D", "C", "A"}));
     EXPECT_DOUBLE_EQ(FoliantGlobals::displayColorForColor({0.1, 0.2, 0.3, 0.05}).a, 0.5);
     EXPECT_DOUBLE_EQ(FoliantGlobals::displayColorForColor({0.1, 0.2, 0.3, 0.35}).a, 1.0);
     EXPECT_DOUBLE_EQ(FoliantGlobals::displayColorForColor({0.1, 0.2, 0.3, 0.35}).g, 0.2);
