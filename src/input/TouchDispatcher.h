@@ -103,11 +103,11 @@ class TouchDispatcher {
 
     // Drops a running single-pointer gesture at once; the mode goes back to none.
     EditorEffects cancelGesture();
+    // The tool of the present mode; null for the modes without one.
+    Tool* currentTool() const;
 
   private:
     bool isLocked() const { return document && document->isLocked(); }
-    // The tool of the present mode; null for the modes without one.
-    Tool* currentTool() const;
     EditorEffects closeGesture();
 
     EditorViewport& viewport_;

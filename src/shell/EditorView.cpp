@@ -1,11 +1,31 @@
 #include "shell/EditorView.h"
 
 #include <QLabel>
+#include <QPainter>
 #include <QResizeEvent>
 #include <QVariantAnimation>
 #include <cmath>
 
 namespace velumen {
+
+// A transparent layer over the surface where the running tool paints its overlay.
+class EditorView::ToolOverlay : public QWidget {
+  public:
+    explicit ToolOverlay(QWidget* parent) : QWidget(parent) {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        setAttribute(Qt::WA_NoSystemBackground);
+        hide();
+    }
+    const Tool* tool = nullptr;
+
+  protected:
+    void paintEvent(QPaintEvent*) override {
+        if (!tool) return;
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        tool->drawOverlay(painter);
+    }
+};
 
 EditorView::EditorView(EditorSession& session, std::optional<DeviceProfile> forcedProfile, QWidget* parent)
     : QWidget(parent),
@@ -23,6 +43,7 @@ EditorView::EditorView(EditorSession& session, std::optional<DeviceProfile> forc
         showPositionSatelliteView();
         positionSatelliteView_->fadeOut(kWheelMapLingerMilliseconds);
     };
+    toolOverlay_ = new ToolOverlay(this);
     if (surface.viewDidLoad()) {
         canvas_ = surface.createWidget(this);
         // The surface has no window of its own before it is shown: ask the one it will show in.
@@ -103,6 +124,23 @@ void EditorView::applyProfile() {
                               !session_.globals.defaults().boolForKey(FoliantGlobals::kShouldHideWristGuard));
         wristGuard_->layoutWristguardForViewSize(session_.viewport.eaglFrameSize);
     }
+}
+
+QWidget* EditorView::toolOverlay() const {
+    return toolOverlay_;
+}
+
+void EditorView::showToolOverlay(const Tool* tool) {
+    const bool shown = tool && tool->hasOverlay();
+    toolOverlay_->tool = shown ? tool : nullptr;
+    if (!shown) {
+        toolOverlay_->hide();
+        return;
+    }
+    toolOverlay_->setGeometry(rect());
+    toolOverlay_->show();
+    toolOverlay_->raise();
+    toolOverlay_->update();
 }
 
 void EditorView::showPageInk() {

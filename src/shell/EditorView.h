@@ -58,6 +58,9 @@ class EditorView : public QWidget {
     WristGuardView* wristGuard() const { return wristGuard_; }
     // The wrist guard and the edge swipes for the layout's profile and the settings.
     void applyProfile();
+    // Shows the overlay of the tool whose gesture runs, painted anew, or hides it (no tool, or none to show).
+    void showToolOverlay(const Tool* tool);
+    QWidget* toolOverlay() const;
 
     void startDisplayLink();
     void stopDisplayLink() { displayLink_.invalidate(); }
@@ -72,6 +75,8 @@ class EditorView : public QWidget {
     bool needsDocumentLayout_ = true;
     WristGuardView* wristGuard_ = nullptr;
     KPositionSatelliteView* positionSatelliteView_ = nullptr;
+    class ToolOverlay;
+    ToolOverlay* toolOverlay_ = nullptr;
     QVariantAnimation* springBack_ = nullptr;
     DisplayLink displayLink_;
 };

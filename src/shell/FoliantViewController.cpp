@@ -103,6 +103,7 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
     if (effects.viewMoved) view_->showPositionSatelliteView();
     if (effects.gestureEnded) view_->hidePositionSatelliteView();
     if (effects.stylusRefused) window_->flashStylusButton();
+    view_->showToolOverlay(session_.dispatcher.currentTool());
 }
 
 void FoliantViewController::settle() {
@@ -148,7 +149,7 @@ void FoliantViewController::makePageNavigator() {
         return;
     }
     PageNavigatorHooks h;
-    h.touchMode = [this] { return int(session_.dispatcher.touchMode); };
+    h.isGestureRunning = [this] { return session_.isGestureRunning(); };
     h.getThumbnailImage = [this] { return view_->compositor.getThumbnailImage(); };
     h.getThumbnailForPage = [this](const FoliantPage& page, Size size) {
         return view_->compositor.getThumbnailForPage({page.pointSets, page.images}, size);

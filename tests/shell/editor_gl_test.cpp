@@ -10,6 +10,7 @@
 #include <QTabletEvent>
 #include <QMenu>
 #include <QTemporaryDir>
+#include <QPainter>
 #include <QTest>
 #include <QToolButton>
 #include <cstdlib>
@@ -343,6 +344,60 @@ TEST(EditorEndToEnd, TenEraserStampsInOneTickCostOneRepaint) {
     EXPECT_EQ(e.vc.view().surface.eaglView().presentCount(), presents + 1);
     touch(TouchPhase::Ended, 370);
     EXPECT_EQ(e.vc.session().editor.undoManager()->undoCount(), 12u);  // eleven strokes and one erasure
+}
+
+// A tool of the kind still to come: one class, one registration. It marks where the pointer is with an
+// overlay and changes nothing on the page.
+struct MarkerTool : Tool {
+    std::vector<Point> samples;
+    bool running = false;
+    EditorEffects begin(const StrokeSample& s) override { return start(s); }
+    EditorEffects move(const StrokeSample& s) override {
+        samples.push_back(s.viewPoint);
+        return {};
+    }
+    EditorEffects end(const StrokeSample& s, bool) override {
+        samples.push_back(s.viewPoint);
+        running = false;
+        return {};
+    }
+    EditorEffects cancel() override {
+        running = false;
+        return {};
+    }
+    bool hasOverlay() const override { return running; }
+    void drawOverlay(QPainter& painter) const override {
+        const Point p = samples.back();
+        painter.fillRect(QRectF(p.x - 10, p.y - 10, 20, 20), Qt::red);
+    }
+    EditorEffects start(const StrokeSample& s) {
+        samples = {s.viewPoint};
+        running = true;
+        return {};
+    }
+};
+
+TEST(EditorEndToEnd, ANewToolTakesTheSinglePointerAndPaintsItsOverlayOverThePage) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    MarkerTool marker;
+    e.vc.session().dispatcher.registerTool(TouchMode::Draw, marker);
+    QWidget* surface = e.vc.touchTarget();
+    QTest::mousePress(surface, Qt::LeftButton, Qt::NoModifier, QPoint(100, 300));
+    QTest::mouseMove(surface, QPoint(150, 300));
+    QTest::mouseMove(surface, QPoint(200, 320));
+    ASSERT_EQ(marker.samples.size(), 3u);
+    EXPECT_EQ(marker.samples.back(), (Point{200, 320}));
+    QWidget* overlay = e.vc.view().toolOverlay();
+    ASSERT_TRUE(overlay->isVisible());
+    const QImage shown = e.vc.view().grab().toImage();
+    const QPoint at = surface->mapTo(&e.vc.view(), QPoint(200, 320)) * shown.devicePixelRatio();
+    EXPECT_EQ(QColor(shown.pixel(at)), QColor(Qt::red));
+
+    QTest::mouseRelease(surface, Qt::LeftButton, Qt::NoModifier, QPoint(200, 320));
+    EXPECT_FALSE(overlay->isVisible());
+    EXPECT_EQ(e.ink().count(), 0u);
+    EXPECT_FALSE(e.vc.session().editor.undoManager()->canUndo());
 }
 
 }  // namespace

@@ -25,7 +25,9 @@ class Tool {
     virtual EditorEffects cancel() = 0;
     // Another pointer landed during the gesture; by default the gesture is dropped.
     virtual EditorEffects interrupt() { return cancel(); }
-    // Whatever the tool shows over the page while it works, painted on the view in view points.
+    // The tool shows something of its own over the page while its gesture runs (a lasso, a loupe).
+    virtual bool hasOverlay() const { return false; }
+    // Paints that overlay, in view points; the view calls it after every event of the gesture.
     virtual void drawOverlay(QPainter&) const {}
 };
 

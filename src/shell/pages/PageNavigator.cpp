@@ -69,7 +69,6 @@ void PageNavigator::takeViewFromBook() {
     viewport_.panDelta = book_.panDelta();
     viewport_.ensurePanZoomAreInBounds();
     viewport_.updateInkPanDelta();
-    call(hooks_.clearSelection);
 }
 
 void PageNavigator::turnToPage(std::int64_t index, bool animated) {
@@ -98,8 +97,6 @@ void PageNavigator::turnToPage(std::int64_t index, bool animated) {
     book_.setPageNum(index);
     editor_.setCurrentPage(book_.currentPage());
     call(hooks_.currentPageChanged);
-    call(hooks_.initializePageImageTextures);
-    call(hooks_.initializePageTextViews);
 
     showFitView();
     takeViewFromBook();
@@ -157,7 +154,6 @@ void PageNavigator::nextPageButtonTapped() {
     if (book_.pageNum() >= count - 1) {
         if (bookIsLocked()) return;
         insertNewPageAtIndex(static_cast<std::uint64_t>(count));
-        call(hooks_.countPageAdded);
     }
     turnToPage(book_.pageNum() + 1, true);
     if (picker_) picker_->setCurrentPage(book_.pageNum());
@@ -268,8 +264,6 @@ void PageNavigator::didDeletePageWithIndex(std::int64_t index) {
     if (changed) {
         editor_.setCurrentPage(book_.currentPage());
         call(hooks_.currentPageChanged);
-        call(hooks_.initializePageImageTextures);
-        call(hooks_.initializePageTextViews);
         takeViewFromBook();
         call(hooks_.setFrameUpdateNeeded);
     }

@@ -36,8 +36,8 @@ struct PageIconState {
 
 // What the navigator asks of the editor around it. Any member may be empty.
 struct PageNavigatorHooks {
-    // What the touches in flight are doing; 0 is none.
-    std::function<int()> touchMode;
+    // A touch gesture runs on the page (then the buttons wait); none without this hook.
+    std::function<bool()> isGestureRunning;
     // The surface as the user sees it (an off-screen picture).
     std::function<QImage()> getThumbnailImage;
     // A whole page of the book at a size in points, with its text boxes.
@@ -45,9 +45,6 @@ struct PageNavigatorHooks {
     std::function<void()> redrawAllLines;
     // The shown page changed: the surface takes its ink.
     std::function<void()> currentPageChanged;
-    std::function<void()> initializePageImageTextures;
-    std::function<void()> initializePageTextViews;
-    std::function<void()> clearSelection;
     std::function<void()> registerDocumentChange;
     std::function<void()> setFrameUpdateNeeded;
     // Input of the editor's root widget.
@@ -57,10 +54,6 @@ struct PageNavigatorHooks {
     std::function<bool()> didAbortAutoSave;
     std::function<void()> clearDidAbortAutoSave;
     std::function<void()> autoSaveDocument;
-    // The book is locked for editing; without this hook the book's own flag answers.
-    std::function<bool()> isLocked;
-    // A page appended with the next button (the usage counter of added pages).
-    std::function<void()> countPageAdded;
     std::function<void(const std::string& text)> setPageTitle;
     std::function<void(PageIconState state)> setPageIcons;
     // The root view's size for the title; without it the surface's size.
@@ -134,8 +127,8 @@ class PageNavigator : public PagePickerDelegate {
     bool isPhone() const { return viewport_.profile == DeviceProfile::Phone; }
 
   private:
-    bool isIdle() const { return !hooks_.touchMode || hooks_.touchMode() == 0; }
-    bool bookIsLocked() const { return hooks_.isLocked ? hooks_.isLocked() : book_.isLocked(); }
+    bool isIdle() const { return !hooks_.isGestureRunning || !hooks_.isGestureRunning(); }
+    bool bookIsLocked() const { return book_.isLocked(); }
     void showFitView();
     // Pan and zoom from the book, kept in bounds, and the page's views rebuilt.
     void takeViewFromBook();
