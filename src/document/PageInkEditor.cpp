@@ -122,7 +122,11 @@ EditorEffects PageInkEditor::undoClearBoard(const KVSPointSetArrayPtr& oldPointS
 // Page-list edits on a given page
 
 KVSPointSetArray& PageInkEditor::inkOf(FoliantPage& page) {
-    if (!page.pointSets) page.pointSets = std::make_shared<KVSPointSetArray>();
+    if (!page.pointSets) {
+        page.pointSets = std::make_shared<KVSPointSetArray>();
+        // A page on screen without a list shows the new one.
+        if (&page == currentPage_.get()) note(EditorEffects::newInk());
+    }
     return *page.pointSets;
 }
 
