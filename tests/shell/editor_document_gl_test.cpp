@@ -37,6 +37,12 @@ ino_t inodeOf(const QString& path) {
     return ::stat(QFile::encodeName(path).constData(), &st) == 0 ? st.st_ino : 0;
 }
 
+void writeBytes(const QString& path, const char* data, qint64 size) {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(data, size);
+}
+
 FoliantDataPtr readBack(const QString& path) {
     QtImageCodec codec;
     std::string error;
@@ -70,6 +76,11 @@ struct EditorWithFile {
         // Autosave only when the test asks.
         if (vc.document()) vc.document()->setAutosaveInterval(std::chrono::hours(1));
         return *opened;
+    }
+    // A new one-page book written to the file and opened.
+    bool openNew() {
+        write(*newOnePageBook());
+        return open();
     }
     void touch(TouchPhase phase, Point p) {
         TouchRecord r;
@@ -107,12 +118,17 @@ struct BookSession : ::testing::Test {
         session.showMessage = [this](const QString& text) { messages << text; };
         session.didOpen = [this](const QString& path) { opened = path; };
     }
+    // Starts the session on the file (the books folder's notebook when empty); true once a book is open.
+    bool start(const QString& path = {}) {
+        opened.clear();
+        session.start(path);
+        return QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000);
+    }
 };
 
 TEST(EditorDocument, APenUpShowsTheInkOnceAndMarksTheBookChangedOnce) {
     EditorWithFile e;
-    e.write(*newOnePageBook());
-    ASSERT_TRUE(e.open());
+    ASSERT_TRUE(e.openNew());
     e.strokeDown(200);
     QCoreApplication::processEvents();
     const auto before = e.vc.appliedCounts();
@@ -128,8 +144,7 @@ TEST(EditorDocument, APenUpShowsTheInkOnceAndMarksTheBookChangedOnce) {
 
 TEST(EditorDocument, AnAutosaveWaitsForTheFingerAndThenSavesOnce) {
     EditorWithFile e;
-    e.write(*newOnePageBook());
-    ASSERT_TRUE(e.open());
+    ASSERT_TRUE(e.openNew());
     const ino_t before = inodeOf(e.path);
 
     e.strokeDown(200);
@@ -171,8 +186,7 @@ TEST(EditorDocument, AnAutosaveWaitsForTheFingerAndThenSavesOnce) {
 
 TEST(EditorDocument, InTheBackgroundASaveIsGrantedMidStrokeAndPaintsNothing) {
     EditorWithFile e;
-    e.write(*newOnePageBook());
-    ASSERT_TRUE(e.open());
+    ASSERT_TRUE(e.openNew());
     e.stroke(150);
     ASSERT_TRUE(e.close());  // the close pays for a preview
     const auto previewOf = [](const FoliantDataPtr& book) {
@@ -241,8 +255,7 @@ TEST(EditorDocument, ALockedBookComesThroughViewingAndPageTurnsByteForByte) {
 
 TEST(EditorDocument, LockingHidesTheEditingButtonsAndNoKeyOrButtonChangesTheBookUntilUnlocked) {
     EditorWithFile e;
-    e.write(*newOnePageBook());
-    ASSERT_TRUE(e.open());
+    ASSERT_TRUE(e.openNew());
     e.vc.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&e.vc));
     e.stroke(200);
@@ -297,17 +310,11 @@ TEST(EditorDocument, LockingHidesTheEditingButtonsAndNoKeyOrButtonChangesTheBook
 }
 
 TEST_F(BookSession, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten) {
-
     // Not a book: refused with a message, left as it is, and the books folder's notebook opens instead.
     const QString junk = e.dir.filePath("junk.velumen");
-    {
-        QFile f(junk);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write("bplist00 this is not a book at all");
-    }
+    ASSERT_NO_FATAL_FAILURE(writeBytes(junk, "bplist00 this is not a book at all", 34));
     const QByteArray junkBytes = bytesOf(junk);
-    session.start(junk);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000));
+    ASSERT_TRUE(start(junk));
     ASSERT_EQ(messages.size(), 1);
     EXPECT_TRUE(messages[0].contains("junk.velumen"));
     EXPECT_EQ(opened, session.defaultBookPath());
@@ -323,9 +330,7 @@ TEST_F(BookSession, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten)
     EXPECT_EQ(readBack(session.defaultBookPath())->pointSets()->count(), 1u);
 
     // A book deleted behind the open one: the close goes through without a crash.
-    opened.clear();
-    session.start();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000));
+    ASSERT_TRUE(start());
     e.stroke(400);
     ASSERT_TRUE(QFile::remove(session.defaultBookPath()));
     std::optional<bool> closed;
@@ -335,7 +340,6 @@ TEST_F(BookSession, QuittingSavesAndBadOrVanishedFilesNeitherCrashNorGetWritten)
 }
 
 TEST_F(BookSession, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
-
     struct Thing {};
     KeyedArchiver archiver;
     const auto bytes = archiver.archivedDataWithRootObject(Thing{}, {"Evil\n\x1b[31mClass", "NSObject"},
@@ -343,13 +347,9 @@ TEST_F(BookSession, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
     ASSERT_TRUE(bytes);
     const QString hostile =
         e.dir.filePath(QString::fromUtf8("evil\n\x1b[31m\u009b2J\xe2\x80\xa8.velumen"));
-    {
-        QFile f(hostile);
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(reinterpret_cast<const char*>(bytes->data()), qint64(bytes->size()));
-    }
-    session.start(hostile);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000));
+    ASSERT_NO_FATAL_FAILURE(
+        writeBytes(hostile, reinterpret_cast<const char*>(bytes->data()), qint64(bytes->size())));
+    ASSERT_TRUE(start(hostile));
     ASSERT_EQ(messages.size(), 1);
     for (const QChar c : messages[0]) {
         const char16_t u = c.unicode();
@@ -362,9 +362,7 @@ TEST_F(BookSession, AHostileBookIsRefusedWithItsNameAsOneLineOfVisibleText) {
 }
 
 TEST_F(BookSession, AMissingFileIsCalledMissingAndAnUnchangedBookIsNotWrittenAgainAtQuit) {
-
-    session.start(e.dir.filePath("no/such/file.velumen"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000)) << messages.join("|").toStdString();
+    ASSERT_TRUE(start(e.dir.filePath("no/such/file.velumen"))) << messages.join("|").toStdString();
     ASSERT_EQ(messages.size(), 1);
     EXPECT_TRUE(messages[0].contains("file.velumen"));
     EXPECT_TRUE(messages[0].contains("no such file"));
@@ -376,9 +374,7 @@ TEST_F(BookSession, AMissingFileIsCalledMissingAndAnUnchangedBookIsNotWrittenAga
     ASSERT_TRUE(session.quit());  // the new notebook is stored at this window's fit view
 
     // Opened, sent to the background as a closing window is, and quit without a change: not written.
-    opened.clear();
-    session.start();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !opened.isEmpty(); }, 10000));
+    ASSERT_TRUE(start());
     const ino_t before = inodeOf(session.defaultBookPath());
     const QByteArray bytes = bytesOf(session.defaultBookPath());
     e.vc.applicationWillResignActive();

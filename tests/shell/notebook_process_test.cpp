@@ -12,10 +12,7 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QThread>
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <limits>
 
 #include "objects/qt/QtImageCodec.h"
@@ -37,8 +34,7 @@ QCoreApplication& app() {
     do {                                                                            \
         app();                                                                      \
         if (qEnvironmentVariableIsEmpty("DISPLAY")) {                               \
-            const char* ci = std::getenv("CI");                                     \
-            if (ci && std::strcmp(ci, "true") == 0) FAIL() << "no display (Xvfb)"; \
+            if (qEnvironmentVariable("CI") == "true") FAIL() << "no display (Xvfb)";\
             GTEST_SKIP() << "no display";                                           \
         }                                                                           \
     } while (0)
@@ -52,6 +48,12 @@ FoliantDataPtr readBack(const QString& path) {
     QtImageCodec codec;
     std::string error;
     return readBook(path, codec, error);
+}
+
+void writeTo(FoliantData& book, const QString& path) {
+    QtImageCodec codec;
+    std::string error;
+    ASSERT_TRUE(writeBook(book, path, codec, error)) << error;
 }
 
 // One notebook process with its own settings and instance name, its output collected as it comes.
@@ -199,9 +201,7 @@ TEST(NotebookProcess, ALaunchDuringACloseWaitsForItAndOpensItsBookItself) {
             }
         }
         book->setPointSets(page);
-        QtImageCodec codec;
-        std::string error;
-        ASSERT_TRUE(writeBook(*book, big, codec, error)) << error;
+        ASSERT_NO_FATAL_FAILURE(writeTo(*book, big));
     }
     const QString name = instanceName("handover");
     Notebook first(dir, name, {"--books", books, "--script", writeScript(dir, strokeLines(300, 0, true)), big});
@@ -212,11 +212,7 @@ TEST(NotebookProcess, ALaunchDuringACloseWaitsForItAndOpensItsBookItself) {
     // Held in the middle of its close, however fast that close would be.
     first.signal(SIGSTOP);
     const QString other = dir.filePath("Other.velumen");
-    {
-        QtImageCodec codec;
-        std::string error;
-        ASSERT_TRUE(writeBook(*newOnePageBook(), other, codec, error));
-    }
+    ASSERT_NO_FATAL_FAILURE(writeTo(*newOnePageBook(), other));
     Notebook second(dir, name, {"--books", books, other});
     const bool waited = second.waitFor("velumen: waiting for the notebook that is starting or closing");
     first.signal(SIGCONT);
@@ -248,11 +244,7 @@ TEST(NotebookProcess, TheDemoDrawsInABookOfItsOwnAndPhotographsTheWholeWindow) {
     const QString books = dir.filePath("Books");
     QDir().mkpath(books);
     const QString notebook = QDir(books).filePath("Notebook.velumen");
-    {
-        QtImageCodec codec;
-        std::string error;
-        ASSERT_TRUE(writeBook(*newOnePageBook(), notebook, codec, error));
-    }
+    ASSERT_NO_FATAL_FAILURE(writeTo(*newOnePageBook(), notebook));
     const QByteArray before = bytesOf(notebook);
     const QString shot = dir.filePath("demo.png");
     for (int run = 0; run < 2; ++run) {

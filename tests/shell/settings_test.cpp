@@ -186,8 +186,6 @@ TEST_F(SettingsTest, AMissingKeyReadsAsItsDefault) {
     EXPECT_DOUBLE_EQ(g->_defaultPenColors[9].g, 122 / 255.0);
     EXPECT_DOUBLE_EQ(g->_defaultPenColors[8].a, 0.35);
     EXPECT_DOUBLE_EQ(g->_defaultPenColors[31].a, 0.1);
-    for (int page = 0; page < 4; ++page)
-        EXPECT_EQ(g->_defaultPenColors[std::size_t(page) * 8].r, 0.0);
     EXPECT_EQ(g->penWidths(), (std::vector<float>{64, 6, 3, 32, 16}));
     EXPECT_EQ(g->currentPenColors(), std::vector<KColor>(6, g->_defaultPenColors[0]));
     EXPECT_EQ(g->penSettings(), std::vector<PenSettings>(3, PenSettings::initWithColor({0, 0, 0, 0.35}, 6)));

@@ -27,6 +27,15 @@ QCoreApplication& app() {
     return *QCoreApplication::instance();
 }
 
+// Serves events until `until` holds or `ms` have passed.
+template <typename Until>
+void serve(Until until, int ms) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!until() && clock.elapsed() < ms)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
 // Runs `work` on a thread of its own while this thread serves events; its result.
 template <typename Work>
 auto whileServing(Work work) {
@@ -37,10 +46,7 @@ auto whileServing(Work work) {
         done = true;
     });
     thread->start();
-    QElapsedTimer clock;
-    clock.start();
-    while (!done && clock.elapsed() < 10000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    serve([&] { return bool(done); }, 10000);
     thread->wait();
     delete thread;
     QCoreApplication::processEvents();
@@ -121,10 +127,7 @@ TEST(SingleInstance, AClosingNotebookTakesNoHandOverAndALaunchWaitsForItToEnd) {
     early.write("/early.velumen\n");
     early.waitForBytesWritten(2000);
     closing.stopListening();
-    QElapsedTimer settle;
-    settle.start();
-    while (settle.elapsed() < 300)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    serve([] { return false; }, 300);
     EXPECT_FALSE(early.readAll().startsWith("ok"));
     EXPECT_FALSE(closing.isListening());
 
@@ -139,15 +142,11 @@ TEST(SingleInstance, AClosingNotebookTakesNoHandOverAndALaunchWaitsForItToEnd) {
         while (done) QThread::msleep(10);
     });
     launch->start();
-    QElapsedTimer clock;
-    clock.start();
-    while (!waited && clock.elapsed() < 10000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    serve([&] { return bool(waited); }, 10000);
     EXPECT_TRUE(waited);
     EXPECT_FALSE(done);
     closing.releaseLock();
-    while (!done && clock.elapsed() < 20000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    serve([&] { return bool(done); }, 10000);
     EXPECT_EQ(outcome, int(SingleInstance::Launch::Running));
     // Nothing was handed to the closing notebook.
     EXPECT_TRUE(opened.isEmpty());
@@ -169,10 +168,7 @@ TEST(QuitSignals, ArriveInTheEventLoopAfterTheSignalHasReturned) {
         for (int signal : {SIGTERM, SIGHUP, SIGINT}) {
             ASSERT_EQ(::raise(signal), 0);
             EXPECT_TRUE(heard.empty() || heard.back() != signal);  // not from inside the handler
-            QElapsedTimer clock;
-            clock.start();
-            while ((heard.empty() || heard.back() != signal) && clock.elapsed() < 5000)
-                QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+            serve([&] { return !heard.empty() && heard.back() == signal; }, 5000);
         }
     }
     EXPECT_EQ(heard, std::vector<int>({SIGTERM, SIGHUP, SIGINT}));

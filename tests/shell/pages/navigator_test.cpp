@@ -1,6 +1,6 @@
 // The navigator against a real book, page ink editor and viewport, with the turn animation on a widget
 // (under a display): index repair on moves, deletes, the lock, turning to the current page, overlapping
-// turns, the lift-off geometry, and per-page undo stacks through moves and deletes.
+// turns and the lift-off geometry. Undo stacks through moves and deletes are the book history test's.
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
@@ -10,7 +10,6 @@
 #include <QTest>
 #include <QElapsedTimer>
 #include <QWidget>
-#include <cmath>
 #include <vector>
 
 #include "shell/pages/PageNavigator.h"
@@ -82,12 +81,6 @@ struct Navigator : ::testing::Test {
         for (QWidget* w : window.findChildren<QWidget*>())
             if (auto* v = dynamic_cast<PageTurnView*>(w)) views.push_back(v);
         return views;
-    }
-    void draw() {
-        auto runs = std::make_shared<KVSPointSetArray>();
-        runs->addPointSetWithSize(3);
-        editor.addPointSets(runs);
-        editor.endUndoGrouping();
     }
 };
 
@@ -307,29 +300,6 @@ TEST_F(Navigator, ALiftedPageMovesUpLeftAndTiltsAboutItsCentre) {
     ASSERT_TRUE(landing);
     EXPECT_GT(landing->lift(), 0.5);
     settle();
-}
-
-TEST_F(Navigator, UndoStacksFollowTheirPagesThroughMovesAndDeletes) {
-    draw();
-    ASSERT_TRUE(editor.undoManager()->canUndo());
-    nav.didMovePage(0, 4);
-    EXPECT_EQ(book->pageNum(), 4);
-    ASSERT_TRUE(editor.undoManager()->canUndo()) << "the moved page keeps its stack";
-    nav.turnToPage(0, false);
-    EXPECT_FALSE(editor.undoManager()->canUndo());
-    nav.turnToPage(4, false);
-    editor.undoManager()->undo();
-    EXPECT_EQ(book->pointSets()->count(), 0u);
-    editor.undoManager()->redo();
-    EXPECT_EQ(book->pointSets()->count(), 1u);
-
-    // A deleted page's stack never reaches a page made later.
-    nav.didDeletePageWithIndex(4);
-    nav.insertNewPageAtIndex(4);
-    nav.turnToPage(4, false);
-    EXPECT_NE(book->currentPage(), original[0]);
-    EXPECT_FALSE(editor.undoManager()->canUndo());
-    EXPECT_FALSE(editor.undoManager()->canRedo());
 }
 
 }  // namespace

@@ -28,15 +28,6 @@ TEST(Rearrange, MovesTakeOutThenInsertOrAppend) {
     moveObjectFromIndex(v, 2, 2);
     moveObjectFromIndex(v, 7, 0);
     EXPECT_EQ(v, (std::vector<int>{0, 3, 1, 4, 2}));
-
-    std::vector<int> q{1, 2, 3};
-    push(q, 4);
-    EXPECT_EQ(pop(q), 4);
-    EXPECT_EQ(dequeue(q), 1);
-    EXPECT_EQ(q, (std::vector<int>{2, 3}));
-    std::vector<int> empty;
-    EXPECT_FALSE(pop(empty));
-    EXPECT_FALSE(dequeue(empty));
 }
 
 TEST(PageTitle, FollowsIdiomWidthAndCount) {
