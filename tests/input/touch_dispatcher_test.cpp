@@ -54,6 +54,27 @@ TEST_F(Rig, SecondFingerCancelsAShortStrokeAndCommitsALongOne) {
     EXPECT_EQ(runs(), 1u);
 }
 
+TEST_F(Rig, APalmLandingDuringAnErasureLeavesEveryErasedDotUndoable) {
+    strokeWithSamples(1, 12);
+    end(1);
+    editor.endUndoGrouping();
+    const KVSPointSetPtr original = book.pointSets()->pointSets()[0];
+    const std::uint64_t dots = original->length();
+    usePen(0, 64);
+    begin(2, {100, 100});
+    move(2, {110, 103});
+    begin(3, {500, 800}, TouchType::Finger, 90.0);  // a resting palm, which does not count
+    move(2, {120, 106});
+    end(3);
+    end(2);
+    editor.endUndoGrouping();
+    ASSERT_EQ(runs(), 1u);
+    ASSERT_LT(book.pointSets()->pointSets()[0]->length(), dots);
+    editor.undoManager()->undo();
+    ASSERT_EQ(runs(), 1u);
+    EXPECT_EQ(book.pointSets()->pointSets()[0], original);
+}
+
 TEST_F(Rig, SecondFingerDuringErasingRestoresThePageWithoutUndo) {
     strokeWithSamples(1, 12);
     end(1);

@@ -1,9 +1,7 @@
-// Reordering helpers for the page list and its caches: moving one element, and a list used as a stack or
-// a queue.
+// Reordering the page list and its caches: moving one element.
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -23,29 +21,6 @@ std::size_t moveObjectFromIndex(std::vector<T>& list, std::size_t from, std::siz
     }
     list.push_back(std::move(item));
     return list.size() - 1;
-}
-
-// Removes and returns the last element; nothing for an empty list.
-template <typename T>
-std::optional<T> pop(std::vector<T>& list) {
-    if (list.empty()) return std::nullopt;
-    T item = std::move(list.back());
-    list.pop_back();
-    return item;
-}
-
-template <typename T>
-void push(std::vector<T>& list, T item) {
-    list.push_back(std::move(item));
-}
-
-// Removes and returns the first element; nothing for an empty list.
-template <typename T>
-std::optional<T> dequeue(std::vector<T>& list) {
-    if (list.empty()) return std::nullopt;
-    T item = std::move(list.front());
-    list.erase(list.begin());
-    return item;
 }
 
 }  // namespace velumen
