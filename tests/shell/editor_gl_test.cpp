@@ -9,15 +9,18 @@
 #include <QPointingDevice>
 #include <QTabletEvent>
 #include <QMenu>
+#include <QMenuBar>
 #include <QTemporaryDir>
 #include <QPainter>
 #include <QTest>
 #include <QToolButton>
 #include <memory>
+#include <set>
 
 #include "shell/BookFile.h"
 #include "shell/DefaultsStore.h"
 #include "shell/FoliantViewController.h"
+#include "shell/NotebookWindow.h"
 
 namespace {
 
@@ -389,6 +392,36 @@ TEST(EditorEndToEnd, ANewToolTakesTheSinglePointerAndPaintsItsOverlayOverThePage
     EXPECT_FALSE(overlay->isVisible());
     EXPECT_EQ(e.ink().count(), 0u);
     EXPECT_FALSE(e.vc.session().editor.undoManager()->canUndo());
+}
+
+TEST(EditorEndToEnd, EveryCommandIsInTheMenusWithItsTipAndAMenuEntryIsTheButtonsCommand) {
+    Editor e;
+    QWidget* surface = e.vc.touchTarget();
+    QTest::mousePress(surface, Qt::LeftButton, Qt::NoModifier, QPoint(100, 300));
+    for (int i = 1; i <= 10; ++i)
+        QTest::mouseMove(surface, QPoint(100 + 10 * i, 300));
+    QTest::mouseRelease(surface, Qt::LeftButton, Qt::NoModifier, QPoint(200, 300));
+    QApplication::processEvents();
+    ASSERT_EQ(e.ink().count(), 1u);
+
+    NotebookWindow window(e.vc);
+    std::set<QAction*> inMenus;
+    QAction* undoEntry = nullptr;
+    for (QAction* menu : window.menuBar()->actions()) {
+        for (QAction* entry : menu->menu()->actions()) {
+            inMenus.insert(entry);
+            if (entry->text() == "Undo") undoEntry = entry;
+        }
+    }
+    for (QAction* command : e.vc.window().allActions()) {
+        EXPECT_EQ(inMenus.count(command), 1u) << command->text().toStdString();
+        EXPECT_FALSE(command->toolTip().isEmpty()) << command->text().toStdString();
+    }
+    ASSERT_EQ(undoEntry, e.vc.undoButton()->defaultAction());
+    ASSERT_TRUE(undoEntry->isEnabled());
+    undoEntry->trigger();
+    EXPECT_EQ(e.ink().count(), 0u);
+    EXPECT_FALSE(undoEntry->isEnabled());
 }
 
 }  // namespace
