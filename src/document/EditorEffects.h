@@ -18,6 +18,8 @@ struct EditorEffects {
     bool strokeDropped = false;
     // A gesture panned or zoomed the page: the page's map shows where the view is.
     bool viewMoved = false;
+    // The page moved under the view (a pinch or the wheel): it is drawn again at once.
+    bool pageMoved = false;
     // A gesture ended: the map fades and the overshoot springs back.
     bool gestureEnded = false;
     // A finger was refused because only the stylus draws: the stylus control flashes.
@@ -30,6 +32,7 @@ struct EditorEffects {
         undoChanged |= other.undoChanged;
         strokeDropped |= other.strokeDropped;
         viewMoved |= other.viewMoved;
+        pageMoved |= other.pageMoved;
         gestureEnded |= other.gestureEnded;
         stylusRefused |= other.stylusRefused;
         return *this;

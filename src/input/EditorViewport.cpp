@@ -73,7 +73,7 @@ void EditorViewport::updateInkPanDeltaForFrameSize(Size frameSize) {
     viewPanDelta.y = getViewPan(static_cast<float>(view.inkPanDelta.y), -overY, 0);
     view.inkPanDelta = {panDelta.x - viewPanDelta.x, panDelta.y - viewPanDelta.y};
     surfaceTranslation = viewPanDelta;
-    if (setSurfaceTranslation) setSurfaceTranslation(viewPanDelta);
+    springsBack = false;
 }
 
 void EditorViewport::ensurePanZoomAreInBoundsForFrameSize(Size frameSize) {
@@ -107,10 +107,7 @@ void EditorViewport::resetViewPanDelta(bool animated) {
     if (viewPanDelta.y > 0) viewPanDelta.y = 0;
     viewPanDelta.x = 0;
     surfaceTranslation = {0, viewPanDelta.y};
-    if (animated && animateSurfaceTranslation)
-        animateSurfaceTranslation(surfaceTranslation);
-    else if (setSurfaceTranslation)
-        setSurfaceTranslation(surfaceTranslation);
+    springsBack = animated;
 }
 
 bool EditorViewport::zoomStep(Point mid, float distance, Point touchDownCanvasPoint,
@@ -122,7 +119,6 @@ bool EditorViewport::zoomStep(Point mid, float distance, Point touchDownCanvasPo
     const Point oldInk = view.inkPanDelta;
     setCanvasPoint(touchDownCanvasPoint, mid, z);
     const bool moved = view.zoomFactor != oldZoom || view.inkPanDelta.x != oldInk.x || view.inkPanDelta.y != oldInk.y;
-    if (moved && redrawAllLines) redrawAllLines();
     return moved;
 }
 

@@ -1,7 +1,7 @@
 // The editor's view onto the page: the page is a fixed canvas (kPageSize) shown through a view
 // of any size. This holds the mapping between the two, how far zoom and pan may go, and the overshoot
 // past the page's edge, which moves the surface instead of the ink so that it costs no repaint. It knows
-// no window: the editor gives it the surface's size and hooks to move the surface and to repaint.
+// no window: the view reads surfaceTranslation and repaints when an edit's effects say the page moved.
 #pragma once
 
 #include <functional>
@@ -44,20 +44,15 @@ class EditorViewport {
     Size eaglFrameSize{768, 1024};
     Size visibleFrameSize{768, 1024};
     DeviceProfile profile = DeviceProfile::Tablet;
-    // The translation last given to the surface: a point in the surface view plus this is in eaglFrame.
+    // The translation of the surface by the overshoot: a point in the surface view plus this is in
+    // eaglFrame. The view follows it.
     Point surfaceTranslation;
+    // The last change of surfaceTranslation is the spring-back at the end of a touch, which the view
+    // animates from where the surface is.
+    bool springsBack = false;
 
     // The open book, whose current page stores pan and zoom; null while none is open.
     FoliantData* document = nullptr;
-
-    // ---- Hooks; any may be empty ----
-    // The surface view's transform: a translation by the overshoot.
-    std::function<void(Point)> setSurfaceTranslation;
-    // The same, moving there in a short animation from where the surface is now (the spring-back at the
-    // end of a touch); without it the surface is set at once.
-    std::function<void(Point)> animateSurfaceTranslation;
-    // Repaint the page now with the current zoom and ink pan.
-    std::function<void()> redrawAllLines;
 
     // ---- Conversions ----
     Point eaglPointFromViewPoint(Point viewPoint) const;
@@ -80,8 +75,8 @@ class EditorViewport {
     static float getRatioOfCurrent(float current, float initial, float boundary);
 
     // One movement of a two-finger pinch: the canvas point under the fingers at touch-down stays under
-    // their middle, zoomed by the ratio of finger distances. Repaints only when the page itself moved:
-    // a step that only changes the overshoot moves the surface and nothing more. True when it repainted.
+    // their middle, zoomed by the ratio of finger distances. True when the page itself moved and must be
+    // drawn again; a step that only changes the overshoot moves the surface and nothing more.
     bool zoomStep(Point midViewPoint, float distance, Point touchDownCanvasPoint,
                   float zoomInitialTouchDistance, float preTouchZoomFactor);
 

@@ -161,10 +161,10 @@ EditorEffects TouchDispatcher::touchesMoved(const std::vector<TouchRecord>& rawT
     // Two-finger modes.
     if (filtered.size() != 1) {
         if (touchMode == TouchMode::PanZoom && filtered.size() == 2) {
-            // The viewport repaints at once when the page itself moved.
-            viewport_.zoomStep(getMidTouchPoint(filtered), getTwoFingerTouchDistance(filtered),
-                               touchDownCanvasPoint, zoomInitialTouchDistance, preTouchZoomFactor);
-            return {.viewMoved = true};
+            const bool moved =
+                viewport_.zoomStep(getMidTouchPoint(filtered), getTwoFingerTouchDistance(filtered),
+                                   touchDownCanvasPoint, zoomInitialTouchDistance, preTouchZoomFactor);
+            return {.viewMoved = true, .pageMoved = moved};
         }
         return {};
     }

@@ -299,7 +299,7 @@ bool TouchRouter::routeWheel(QWheelEvent* event) {
     }
     viewport_.updateInkPanDelta();
     viewport_.resetViewPanDelta();
-    if (viewport_.redrawAllLines) viewport_.redrawAllLines();
+    routed_ |= EditorEffects{.pageMoved = true};
     if (didMovePageByWheel) didMovePageByWheel();
     event->accept();
     return true;

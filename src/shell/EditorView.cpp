@@ -35,7 +35,6 @@ EditorView::EditorView(EditorSession& session, std::optional<DeviceProfile> forc
       displayLink_([this] { compositor.drawFrame(); }) {
     compositor.readTransformFrom(session_.viewport.view);
     router.edgeSwipes = &session_.edgeSwipes;
-    session_.viewport.redrawAllLines = [this] { redrawAllLines(); };
     // The map of the page while it is panned or zoomed: at every two-finger step, gone at the touch's end;
     // after the wheel it lingers a moment.
     positionSatelliteView_ = new KPositionSatelliteView(this);
@@ -58,19 +57,6 @@ EditorView::EditorView(EditorSession& session, std::optional<DeviceProfile> forc
         connect(springBack_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
             canvas_->setGeometry(QRect(value.toPoint(), size()));
         });
-        EditorViewport& viewport = session_.viewport;
-        viewport.setSurfaceTranslation = [this](Point t) {
-            springBack_->stop();
-            canvas_->setGeometry(QRect(QPoint(int(std::lround(t.x)), int(std::lround(t.y))), size()));
-        };
-        viewport.animateSurfaceTranslation = [this](Point t) {
-            const QPoint target(int(std::lround(t.x)), int(std::lround(t.y)));
-            springBack_->stop();
-            if (canvas_->pos() == target) return session_.viewport.setSurfaceTranslation(t);
-            springBack_->setStartValue(canvas_->pos());
-            springBack_->setEndValue(target);
-            springBack_->start();
-        };
         surface.eaglView().eaglViewDidLayoutSubViews = [this] { compositor.isFrameUpdateNeeded = true; };
     } else {
         auto* label = new QLabel("<p>No OpenGL 3.3 context could be made: pages cannot be shown.</p>", this);
@@ -83,9 +69,6 @@ EditorView::~EditorView() {
     displayLink_.invalidate();
     session_.sampler.renderer = nullptr;
     session_.sampler.cancelCurrentLine();
-    session_.viewport.redrawAllLines = nullptr;
-    session_.viewport.setSurfaceTranslation = nullptr;
-    session_.viewport.animateSurfaceTranslation = nullptr;
     // The surface widget refers to the view it shows, a member: it goes first.
     delete canvas_;
     canvas_ = nullptr;
@@ -101,6 +84,7 @@ void EditorView::layoutForSize(Size size) {
     if (canvas_) {
         springBack_->stop();
         canvas_->setGeometry(QRect(QPoint(0, 0), QSize(int(std::lround(size.width)), int(std::lround(size.height)))));
+        shownTranslation_ = {};
         surface.eaglView().layoutSubviews(size);
     }
     EditorViewport& viewport = session_.viewport;
@@ -111,7 +95,24 @@ void EditorView::layoutForSize(Size size) {
         viewport.handleDocumentChanged();
         needsDocumentLayout_ = false;
     }
+    followSurfaceTranslation();
     compositor.isFrameUpdateNeeded = true;
+}
+
+void EditorView::followSurfaceTranslation() {
+    if (!canvas_) return;
+    const Point t = session_.viewport.surfaceTranslation;
+    const QPoint target(int(std::lround(t.x)), int(std::lround(t.y)));
+    if (target == shownTranslation_) return;
+    shownTranslation_ = target;
+    springBack_->stop();
+    if (session_.viewport.springsBack && canvas_->pos() != target) {
+        springBack_->setStartValue(canvas_->pos());
+        springBack_->setEndValue(target);
+        springBack_->start();
+        return;
+    }
+    canvas_->setGeometry(QRect(target, canvas_->size()));
 }
 
 void EditorView::applyProfile() {

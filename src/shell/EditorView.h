@@ -48,6 +48,9 @@ class EditorView : public QWidget {
     void showPageInk();
     // Repaints the whole page now.
     void redrawAllLines();
+    // Moves the surface by the viewport's overshoot when it changed: at once, or in the spring-back's short
+    // animation from where the surface is. A spring-back under way goes on while nothing new is asked.
+    void followSurfaceTranslation();
     // The surface as the user sees it, at its pixel size; null without GL.
     QImage screenImage();
 
@@ -78,6 +81,8 @@ class EditorView : public QWidget {
     class ToolOverlay;
     ToolOverlay* toolOverlay_ = nullptr;
     QVariantAnimation* springBack_ = nullptr;
+    // Where the surface was last sent (or is going, in a spring-back).
+    QPoint shownTranslation_;
     DisplayLink displayLink_;
 };
 

@@ -97,6 +97,8 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
     }
     if (effects.inkReplaced) view_->showPageInk();
     if (effects.repaint) view_->compositor.isFrameUpdateNeeded = true;
+    if (effects.pageMoved) view_->redrawAllLines();
+    view_->followSurfaceTranslation();
     if (effects.inkReplaced || effects.repaint) ++appliedCounts_.repaintsAsked;
     if (effects.bookChanged) registerDocumentChange();
     if (effects.undoChanged) updateUndoToolbarButtons();

@@ -23,7 +23,7 @@ void setZoomAboutMiddle(FoliantViewController& editor, float zoom) {
     viewport.setCanvasPoint(viewport.eaglPointFromViewPoint(middle), middle, limited);
     viewport.updateInkPanDelta();
     viewport.resetViewPanDelta();
-    if (viewport.redrawAllLines) viewport.redrawAllLines();
+    editor.applyEffects({.pageMoved = true});
 }
 
 void replayTouchScript(FoliantViewController& editor, ManualClock& clock, const TouchScript& script) {
