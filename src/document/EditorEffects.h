@@ -24,6 +24,8 @@ struct EditorEffects {
     bool gestureEnded = false;
     // A finger was refused because only the stylus draws: the stylus control flashes.
     bool stylusRefused = false;
+    // The eyedropper looked at the page: its pick waits for the palette and the pen.
+    bool colorPicked = false;
 
     EditorEffects& operator|=(const EditorEffects& other) {
         repaint |= other.repaint;
@@ -35,6 +37,7 @@ struct EditorEffects {
         pageMoved |= other.pageMoved;
         gestureEnded |= other.gestureEnded;
         stylusRefused |= other.stylusRefused;
+        colorPicked |= other.colorPicked;
         return *this;
     }
     friend EditorEffects operator|(EditorEffects a, const EditorEffects& b) { return a |= b; }

@@ -27,6 +27,8 @@ enum class TouchMode {
     PanZoom,
     // A single pointer in a locked book: nothing changes.
     Select,
+    // A single pointer taking a colour from the ink on the page.
+    EyeDrop,
 };
 
 // How touches are taken, from the user's settings.
@@ -55,7 +57,7 @@ class TouchDispatcher {
     // The tool of a single-pointer mode (Draw, Erase, and those to come); the tool must outlive the
     // dispatcher. A mode without a tool takes its touches and changes nothing.
     void registerTool(TouchMode mode, Tool& tool) { tools_[mode] = &tool; }
-    // The mode that a single pointer starts (Draw or Erase, by the chosen pen).
+    // The mode that a single pointer starts: Draw or Erase by the chosen pen, EyeDrop while a colour is picked.
     TouchMode singlePointerMode = TouchMode::Draw;
     InputPolicy policy;
     // The open book; null while none is open (then nothing draws).

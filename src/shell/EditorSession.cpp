@@ -5,8 +5,9 @@ namespace velumen {
 EditorSession::EditorSession(FoliantGlobals& globals_, const Clock& clock) : clock_(clock), globals(globals_) {
     dispatcher.registerTool(TouchMode::Draw, drawTool);
     dispatcher.registerTool(TouchMode::Erase, eraserTool);
+    dispatcher.registerTool(TouchMode::EyeDrop, eyeDropperTool);
     sampler.usePenSettings(0, globals.penTables());
-    dispatcher.singlePointerMode = sampler.inkType == InkTypeEraser ? TouchMode::Erase : TouchMode::Draw;
+    updateSinglePointerMode();
     dispatcher.isPencilConnected = stylusDetector.isPencilConnected();
     applySettings();
 }
@@ -33,7 +34,41 @@ void EditorSession::setPenTypeIndex(int index, std::optional<float> width) {
     else if (slot < widths.size())
         w = widths[slot];
     sampler.setPenTypeIndex(index, w, globals.penTables());
-    dispatcher.singlePointerMode = sampler.inkType == InkTypeEraser ? TouchMode::Erase : TouchMode::Draw;
+    updateSinglePointerMode();
+}
+
+void EditorSession::setPenColor(const KColor& color) {
+    sampler.setPenColor(color, globals.penTables());
+}
+
+void EditorSession::updateSinglePointerMode() {
+    if (isEyeDropPickingColor_)
+        dispatcher.singlePointerMode = TouchMode::EyeDrop;
+    else
+        dispatcher.singlePointerMode = sampler.inkType == InkTypeEraser ? TouchMode::Erase : TouchMode::Draw;
+}
+
+void EditorSession::beginEyeDropping(std::size_t colorIndex) {
+    eyeDropperColorIndex_ = colorIndex;
+    isEyeDropPickingColor_ = true;
+    updateSinglePointerMode();
+}
+
+void EditorSession::endEyeDropping() {
+    isEyeDropPickingColor_ = false;
+    updateSinglePointerMode();
+}
+
+std::optional<EyeDropperTool::Pick> EditorSession::applyEyeDropperPick() {
+    const auto pick = eyeDropperTool.takePick();
+    if (!pick || !pick->color) return pick;
+    std::vector<KColor> colors = globals.penColors();
+    if (eyeDropperColorIndex_ < colors.size()) {
+        colors[eyeDropperColorIndex_] = *pick->color;
+        globals.setPenColors(std::move(colors));
+    }
+    setPenColor(*pick->color);
+    return pick;
 }
 
 void EditorSession::applySettings() {

@@ -16,6 +16,7 @@
 #include "input/TouchDispatcher.h"
 #include "input/tools/DrawTool.h"
 #include "input/tools/EraserTool.h"
+#include "input/tools/EyeDropperTool.h"
 #include "shell/FoliantGlobals.h"
 
 namespace velumen {
@@ -35,6 +36,7 @@ class EditorSession {
     StrokeSampler sampler{editor, clock_, viewport.view};
     DrawTool drawTool{sampler, editor};
     EraserTool eraserTool{editor, viewport, sampler};
+    EyeDropperTool eyeDropperTool{editor, viewport};
     TouchDispatcher dispatcher{viewport};
     StylusDetector stylusDetector;
     ScreenEdgeSwipes edgeSwipes;
@@ -51,6 +53,22 @@ class EditorSession {
     // The pen by its index (0 eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter) at `width`, or at its
     // last width when none is given; a single pointer then erases or draws.
     void setPenTypeIndex(int index, std::optional<float> width = std::nullopt);
+    // The colour of the next stroke, for the current pen: it also becomes that ink type's own colour.
+    void setPenColor(const KColor& color);
+    const KColor& currentLineColor() const { return sampler.currentLineColor; }
+
+    // ---- Picking a colour from the page ----
+    // From now on a single pointer takes the colour of the ink under it into palette entry `colorIndex`.
+    void beginEyeDropping(std::size_t colorIndex);
+    // Pointers draw or erase again.
+    void endEyeDropping();
+    bool isEyeDropPickingColor() const { return isEyeDropPickingColor_; }
+    std::size_t eyeDropperColorIndex() const { return eyeDropperColorIndex_; }
+    // Takes up what the eyedropper found: over ink, its colour (with its alpha) replaces the palette entry
+    // and becomes the pen's colour; over empty paper nothing changes. What the last look found; nothing
+    // when the eyedropper did not look since.
+    std::optional<EyeDropperTool::Pick> applyEyeDropperPick();
+
     // Takes up the settings that input follows (palm rejection, the stylus, swipes, erasing by colour).
     void applySettings();
 
@@ -59,7 +77,12 @@ class EditorSession {
     EditorEffects redo();
 
   private:
+    // A single pointer picks a colour while the eyedropper is on, else erases or draws by the pen.
+    void updateSinglePointerMode();
+
     FoliantDataPtr book_;
+    bool isEyeDropPickingColor_ = false;
+    std::size_t eyeDropperColorIndex_ = 0;
 };
 
 }  // namespace velumen

@@ -14,6 +14,7 @@
 #include <cmath>
 
 #include "shell/FoliantGlobals.h"
+#include "shell/palette/PaletteWidgets.h"
 #include "shell/pages/PageIcons.h"
 
 namespace velumen {
@@ -51,6 +52,15 @@ EditorWindow::EditorWindow(QWidget* parent) : QWidget(parent) {
     for (int i = 0; i < 5; ++i)
         penActions.push_back(command(penNames[i], QString("Choose the %1").arg(QString(penNames[i]).toLower()),
                                      QKeySequence(penKeys[i])));
+    penPaletteAction = command("Pens and Colours\u2026", "Pens, widths and colours (P)", QKeySequence("P"));
+    editColorAction = command("Edit Pen Colour\u2026", "Change the selected colour of the palette (Shift+P)",
+                              QKeySequence("Shift+P"));
+    eyeDropperAction = command("Pick Colour from Page", "Take the colour of ink on the page (I)", QKeySequence("I"));
+    eyeDropperDoneAction = command("Stop Picking Colour", "Stop picking colours (Esc)", QKeySequence(Qt::Key_Escape));
+    eyeDropperDoneAction->setIconText("Done");
+    eyeDropperDoneAction->setEnabled(false);
+    thinnerAction = command("Thinner Pen", "The pen one width step thinner ([)", QKeySequence("["));
+    thickerAction = command("Thicker Pen", "The pen one width step thicker (])", QKeySequence("]"));
 
     auto* bar = new QHBoxLayout(this);
     bar->setContentsMargins(6, 2, 6, 2);
@@ -71,10 +81,13 @@ EditorWindow::EditorWindow(QWidget* parent) : QWidget(parent) {
     undoButton_ = button(undoAction);
     redoButton_ = button(redoAction);
     stylusButton_ = button(stylusAction);
+    penButton_ = button(penPaletteAction);
+    penButton_->setObjectName("penButton");
+    penButton_->setIconSize({32, 32});
     unlockButton_ = button(unlockAction);
     unlockButton_->setObjectName("unlockButton");
     unlockButton_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    for (QToolButton* b : {unlockButton_, undoButton_, redoButton_, stylusButton_})
+    for (QToolButton* b : {unlockButton_, penButton_, undoButton_, redoButton_, stylusButton_})
         bar->addWidget(b);
     // Undo: a tap undoes, a press held for 0.3 s opens the menu instead.
     undoMenuTimer_ = new QTimer(this);
@@ -90,6 +103,8 @@ std::vector<QAction*> EditorWindow::allActions() const {
     std::vector<QAction*> all{undoAction,  redoAction,       previousPageAction, nextPageAction, pagesAction,
                               unlockAction, toggleLockAction, stylusAction,       settingsAction};
     all.insert(all.end(), penActions.begin(), penActions.end());
+    all.insert(all.end(), {penPaletteAction, editColorAction, eyeDropperAction, eyeDropperDoneAction, thinnerAction,
+                           thickerAction});
     return all;
 }
 
@@ -98,12 +113,19 @@ void EditorWindow::showLocked(bool locked) {
     redoAction->setVisible(!locked);
     for (QAction* pen : penActions)
         pen->setVisible(!locked);
+    for (QAction* pen : {penPaletteAction, editColorAction, eyeDropperAction, thinnerAction, thickerAction})
+        pen->setVisible(!locked);
+    penButton_->setVisible(!locked);
     unlockAction->setVisible(locked);
     // A button does not follow its action's visibility by itself.
     undoButton_->setVisible(!locked);
     redoButton_->setVisible(!locked);
     unlockButton_->setVisible(locked);
     if (locked && undoActionSheet_) undoActionSheet_->close();
+}
+
+void EditorWindow::setPenIcon(int penTypeIndex, const KColor& swatchColor) {
+    penPaletteAction->setIcon(penToolbarIcon(penTypeIndex, swatchColor, devicePixelRatioF()));
 }
 
 void EditorWindow::showStylus(bool connected, bool onlyStylus) {

@@ -7,6 +7,8 @@
 #include <QWidget>
 #include <vector>
 
+#include "ink/KColor.h"
+
 class QMenu;
 class QTimer;
 class QToolButton;
@@ -31,6 +33,15 @@ class EditorWindow : public QWidget {
     QAction* settingsAction = nullptr;
     // The pens by index: 0 eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter.
     std::vector<QAction*> penActions;
+    // The pen button: the palette of pens, widths and colours.
+    QAction* penPaletteAction = nullptr;
+    // The colour picker on the pen's colour; taking a colour from the ink on the page, and ending that.
+    QAction* editColorAction = nullptr;
+    QAction* eyeDropperAction = nullptr;
+    QAction* eyeDropperDoneAction = nullptr;
+    // The pen's width one step down or up its table.
+    QAction* thinnerAction = nullptr;
+    QAction* thickerAction = nullptr;
     // Every command, in the order of the menus.
     std::vector<QAction*> allActions() const;
 
@@ -42,6 +53,9 @@ class EditorWindow : public QWidget {
     QToolButton* previousPageButton() const { return previousPageButton_; }
     QToolButton* stylusButton() const { return stylusButton_; }
     QToolButton* unlockButton() const { return unlockButton_; }
+    QToolButton* penButton() const { return penButton_; }
+    // The pen button shows the pen and its colour (as a swatch shows it).
+    void setPenIcon(int penTypeIndex, const KColor& swatchColor);
     // A locked book shows unlock in place of the editing commands, whose keys then do nothing either.
     void showLocked(bool locked);
     // The stylus command shows only while a stylus is connected, tinted blue while it alone draws; a flash
@@ -75,6 +89,7 @@ class EditorWindow : public QWidget {
     QToolButton* previousPageButton_ = nullptr;
     QToolButton* stylusButton_ = nullptr;
     QToolButton* unlockButton_ = nullptr;
+    QToolButton* penButton_ = nullptr;
     QTimer* undoMenuTimer_ = nullptr;
     QMenu* undoActionSheet_ = nullptr;
     QWidget* flashLabel_ = nullptr;

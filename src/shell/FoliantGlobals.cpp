@@ -199,10 +199,8 @@ std::optional<std::vector<float>> unarchiveFloats(const QByteArray& bytes, Array
             const auto numbers = coder.decodeNumberArrayForKey("root");
             if (!numbers) return std::nullopt;
             std::vector<float> values;
-            for (const double n : *numbers) {
-                if (!std::isfinite(n) || std::fabs(n) > 3.4e38) return std::nullopt;
-                values.push_back(static_cast<float>(n));
-            }
+            for (const double n : *numbers)
+                values.push_back(std::isfinite(n) && std::fabs(n) <= 3.4e38 ? static_cast<float>(n) : NAN);
             return values;
         });
 }
@@ -329,49 +327,70 @@ constexpr SettingAccess aText() {
         writePlain<Field>};
 }
 
-// Pen slots, filled up to three; more are kept.
+// A colour whose components are not all numbers cannot be shown or drawn.
+bool isFiniteColor(const KColor& c) {
+    return std::isfinite(c.r) && std::isfinite(c.g) && std::isfinite(c.b) && std::isfinite(c.a);
+}
+
+// Pen slots, filled up to three; more are kept. A slot whose thickness is not a positive number, or whose
+// colour is not one of numbers, takes the default of that field.
 std::vector<PenSettings> readPenSettings(const QVariant& stored) {
     std::vector<PenSettings> pens =
         unarchivePenSettings(storedData(stored)).value_or(std::vector<PenSettings>{});
+    for (PenSettings& pen : pens) {
+        if (!(pen.thickness > 0) || !std::isfinite(pen.thickness)) pen.thickness = PenTables::kDefaultPenThickness;
+        if (!isFiniteColor(pen.color)) pen.color = PenTables::defaultPenColor();
+    }
     while (pens.size() < PenTables::kPenSettingsCount)
         pens.push_back(
             PenSettings::initWithColor(PenTables::defaultPenColor(), PenTables::kDefaultPenThickness));
     return pens;
 }
 
-// The palette: an older, shorter one keeps its entries and gains the missing tail of the factory's.
+// The palette: an older, shorter one keeps its entries and gains the missing tail of the factory's; an entry
+// that is not a colour of numbers takes the factory's entry at its place (black beyond the factory's end).
 std::vector<KColor> readPalette(const QVariant& stored, const std::vector<KColor>& factory) {
     std::vector<KColor> colors = unarchiveColors(storedData(stored)).value_or(std::vector<KColor>{});
+    for (std::size_t i = 0; i < colors.size(); ++i)
+        if (!isFiniteColor(colors[i])) colors[i] = i < factory.size() ? factory[i] : PenTables::defaultPenColor();
     for (std::size_t i = colors.size(); i < factory.size(); ++i)
         colors.push_back(factory[i]);
     return colors;
 }
 
 // Widths: a mutable array of numbers with at least five entries, else the defaults whole. Stores written
-// before the widths were archived hold a plain list of reals, which reads the same way.
+// before the widths were archived hold a plain list of reals, which reads the same way. A width that is
+// not a positive number takes the default of its entry.
 std::vector<float> readPenWidths(const QVariant& stored) {
     std::optional<std::vector<float>> widths = unarchiveFloats(storedData(stored), ArrayKind::MutableOnly);
     if (!widths && stored.typeId() == QMetaType::QVariantList) {
         widths.emplace();
         for (const QVariant& member : stored.toList()) {
             const auto n = plainNumber(member);
-            if (!n || !std::isfinite(*n) || std::fabs(*n) > 3.4e38) {
+            if (!n) {
                 widths.reset();
                 break;
             }
-            widths->push_back(static_cast<float>(*n));
+            widths->push_back(std::isfinite(*n) && std::fabs(*n) <= 3.4e38 ? static_cast<float>(*n) : NAN);
         }
     }
-    if (widths && widths->size() >= PenTables::kPenWidthsCount) return std::move(*widths);
-    return PenTables::defaultPenWidths();
+    if (!widths || widths->size() < PenTables::kPenWidthsCount) return PenTables::defaultPenWidths();
+    const std::vector<float> defaults = PenTables::defaultPenWidths();
+    for (std::size_t i = 0; i < widths->size(); ++i)
+        if (!((*widths)[i] > 0))
+            (*widths)[i] = i < defaults.size() ? defaults[i] : PenTables::kDefaultPenThickness;
+    return std::move(*widths);
 }
 
 // The colour of each ink type: a mutable array of six at least, else six copies of the palette's first
-// entry.
+// entry; an entry that is not a colour of numbers takes that first entry too.
 std::vector<KColor> readCurrentPenColors(const QVariant& stored, const KColor& firstOfPalette) {
     auto colors = unarchiveColors(storedData(stored), ArrayKind::MutableOnly);
-    if (colors && colors->size() >= PenTables::kCurrentPenColorsCount) return std::move(*colors);
-    return std::vector<KColor>(PenTables::kCurrentPenColorsCount, firstOfPalette);
+    if (!colors || colors->size() < PenTables::kCurrentPenColorsCount)
+        return std::vector<KColor>(PenTables::kCurrentPenColorsCount, firstOfPalette);
+    for (KColor& c : *colors)
+        if (!isFiniteColor(c)) c = firstOfPalette;
+    return std::move(*colors);
 }
 
 // The families are a mutable array of text, or the plain list of text of stores written before they were

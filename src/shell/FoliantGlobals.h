@@ -241,8 +241,8 @@ std::vector<std::uint8_t> archiveColors(const std::vector<KColor>& colors);
 std::optional<std::vector<KColor>> unarchiveColors(const QByteArray& bytes, ArrayKind kind = ArrayKind::Any);
 std::vector<std::uint8_t> archivePenSettings(const std::vector<PenSettings>& pens);
 std::optional<std::vector<PenSettings>> unarchivePenSettings(const QByteArray& bytes);
-// Numbers as 32-bit reals; a member that is not a finite number, or outside the range of a float, fails the
-// whole array.
+// Numbers as 32-bit reals; a member that is not a finite number, or outside the range of a float, reads as
+// NaN, for the reader of each key to replace.
 std::vector<std::uint8_t> archiveFloats(const std::vector<float>& values);
 std::optional<std::vector<float>> unarchiveFloats(const QByteArray& bytes, ArrayKind kind = ArrayKind::Any);
 std::vector<std::uint8_t> archiveStrings(const std::vector<std::string>& values);

@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include "shell/pages/PageIcons.h"
+#include "shell/palette/EyeDropperBar.h"
 
 namespace velumen {
 
@@ -53,9 +54,11 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals, const Cloc
         view_->applyProfile();
         updateStylusView();
     });
+    eyeDropperToolbar_ = new EyeDropperBar(window_->eyeDropperDoneAction, this);
     connectCommands();
     updateStylusView();
     updateUndoToolbarButtons();
+    updatePenToolbarIcon();
 }
 
 FoliantViewController::~FoliantViewController() {
@@ -81,6 +84,12 @@ void FoliantViewController::connectCommands() {
     connect(w.toggleLockAction, &QAction::triggered, this, [this] { toggleLockTapped(); });
     connect(w.settingsAction, &QAction::triggered, this, [this] { showInputSettings(); });
     connect(w.undoMenuTimer(), &QTimer::timeout, this, [this] { showUndoRedoMenu(); });
+    connect(w.penPaletteAction, &QAction::triggered, this, [this] { penButtonTapped(); });
+    connect(w.editColorAction, &QAction::triggered, this, [this] { editPenColorTapped(); });
+    connect(w.eyeDropperAction, &QAction::triggered, this, [this] { eyeDropperTapped(); });
+    connect(w.eyeDropperDoneAction, &QAction::triggered, this, [this] { eyeDropperDoneTapped(); });
+    connect(w.thinnerAction, &QAction::triggered, this, [this] { stepPenWidth(-1); });
+    connect(w.thickerAction, &QAction::triggered, this, [this] { stepPenWidth(1); });
     for (std::size_t i = 0; i < w.penActions.size(); ++i) {
         connect(w.penActions[i], &QAction::triggered, this, [this, index = int(i)] {
             // The keys stand for the pen button, which a locked book does not show.
@@ -105,6 +114,7 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
     if (effects.viewMoved) view_->showPositionSatelliteView();
     if (effects.gestureEnded) view_->hidePositionSatelliteView();
     if (effects.stylusRefused) window_->flashStylusButton();
+    if (effects.colorPicked) eyeDropPickedColor();
     view_->showToolOverlay(session_.dispatcher.currentTool());
 }
 
@@ -142,6 +152,12 @@ void FoliantViewController::setToolbarLocked(bool locked) {
 
 void FoliantViewController::setPenTypeIndex(int index) {
     session_.setPenTypeIndex(index);
+    updatePenToolbarIcon();
+    if (penPalette_) {
+        penPalette_->setPenWidths(session_.globals.penWidths());
+        penPalette_->setPenTypeIndex(index);
+        penPalette_->setSelectedColor(session_.currentLineColor());
+    }
 }
 
 void FoliantViewController::makePageNavigator() {

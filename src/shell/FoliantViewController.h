@@ -6,6 +6,7 @@
 #pragma once
 
 #include <QImage>
+#include <QPointer>
 #include <QWidget>
 #include <memory>
 #include <optional>
@@ -17,10 +18,16 @@
 #include "shell/EditorView.h"
 #include "shell/EditorWindow.h"
 #include "shell/pages/PageNavigator.h"
+#include "shell/palette/PenPalette.h"
 
 namespace velumen {
 
-class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
+class EyeDropperBar;
+
+class FoliantViewController : public QWidget,
+                              public FoliantDocumentDelegate,
+                              public PenPaletteDelegate,
+                              public BigPenPaletteDelegate {
   public:
     // `forcedProfile` overrides the device profile that the window's size implies.
     FoliantViewController(FoliantGlobals& globals, const Clock& clock,
@@ -140,6 +147,44 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     // The settings of touch input (palm rejection, the stylus, the wrist guard, edge swipes).
     void showInputSettings();
 
+    // ---- Pens and colours ----
+    // The pen button, honoured while no gesture runs in an unlocked book: it closes the palette when open,
+    // else opens it, floating under the button on a tablet at least 438 points wide, over the whole editor
+    // otherwise.
+    void penButtonTapped();
+    void showPenPalettePopoverFromButton(QWidget* button);
+    void showBigPenPaletteDialog();
+    // Closes the colour picker, the width slider and the palette, whichever is open.
+    void dismissPopovers();
+    // The open palettes; null while closed.
+    PenPalette* penPalette() const { return penPalette_; }
+    BigPenPalette* bigPenPalette() const { return bigPenPalette_; }
+    // The pen's colour for its ink type, from a palette or the eyedropper.
+    void setPenColor(const KColor& color);
+    void updatePenToolbarIcon();
+    // Opens the palette with the colour picker on the selected colour.
+    void editPenColorTapped();
+    // The pen's width `steps` steps along its table (not for the eraser).
+    void stepPenWidth(int steps);
+    // Starts picking a colour from the page into the palette entry of the pen's colour (none when the
+    // colour is not in the palette: then only the pen takes it).
+    void eyeDropperTapped();
+    void eyeDropperDoneTapped();
+    void showEyeDropperToolbar(bool show);
+    EyeDropperBar* eyeDropperToolbar() const { return eyeDropperToolbar_; }
+
+    void penPaletteDidSelectColor(PenPalette* palette, const KColor& color) override;
+    void penPaletteDidChangePenType(PenPalette* palette, int penTypeIndex, float width) override;
+    void penPaletteDidChangePenWidth(PenPalette* palette, float width) override;
+    void penPaletteDidChangeEraserMode(PenPalette* palette, bool isErasingSelectedColor) override;
+    void penPaletteDidTapEyeDropper(PenPalette* palette, std::size_t colorIndex) override;
+    void penPaletteWasPinned(PenPalette* palette, bool isPinned) override;
+    void bigPenPaletteDidSelectColor(BigPenPalette* palette, const KColor& color) override;
+    void bigPenPaletteDidChangePenType(BigPenPalette* palette, int penTypeIndex, float width) override;
+    void bigPenPaletteDidChangePenWidth(BigPenPalette* palette, float width) override;
+    void bigPenPaletteDidChangeEraserMode(BigPenPalette* palette, bool isErasingSelectedColor) override;
+    void bigPenPaletteDidClose(BigPenPalette* palette) override;
+
     // Views, for the tests and the tools; null where the profile has none.
     QToolButton* stylusButton() const { return window_->stylusButton(); }
     QToolButton* undoButton() const { return window_->undoButton(); }
@@ -165,11 +210,18 @@ class FoliantViewController : public QWidget, public FoliantDocumentDelegate {
     KImagePtr thumbnailForBook();
     void connectCommands();
     void makePageNavigator();
+    // Takes up what the eyedropper found in this event.
+    void eyeDropPickedColor();
+    // The toolbar's pen commands act only while no gesture runs in an unlocked book.
+    bool acceptsPenCommands() const { return !session_.isGestureRunning() && !isBookLocked(); }
 
     EditorSession session_;
     EditorView* view_ = nullptr;
     EditorWindow* window_ = nullptr;
     std::unique_ptr<PageNavigator> pageNavigator_;
+    QPointer<PenPalette> penPalette_;
+    QPointer<BigPenPalette> bigPenPalette_;
+    EyeDropperBar* eyeDropperToolbar_ = nullptr;
     AppliedCounts appliedCounts_;
     bool settleQueued_ = false;
 

@@ -199,6 +199,8 @@ void FoliantViewController::closeDocumentAndReturnToGallery() {
 
 void FoliantViewController::lockDocument() {
     if (!document_ || !session_.book()) return;
+    dismissPopovers();
+    if (session_.isEyeDropPickingColor()) eyeDropperDoneTapped();
     setEnabled(false);
     session_.book()->setIsLocked(true);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);

@@ -38,8 +38,16 @@ NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
     edit->addAction(commands.toggleLockAction);
     edit->addAction(commands.unlockAction);
     QMenu* pens = menuBar()->addMenu("P&ens");
+    pens->addAction(commands.penPaletteAction);
+    pens->addSeparator();
     for (QAction* pen : commands.penActions)
         pens->addAction(pen);
+    pens->addSeparator();
+    pens->addAction(commands.thinnerAction);
+    pens->addAction(commands.thickerAction);
+    pens->addAction(commands.editColorAction);
+    pens->addAction(commands.eyeDropperAction);
+    pens->addAction(commands.eyeDropperDoneAction);
     pens->addSeparator();
     pens->addAction(commands.stylusAction);
     QMenu* pages = menuBar()->addMenu("&Pages");
