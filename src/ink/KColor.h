@@ -18,6 +18,7 @@ struct KColor {
     bool isEqualToColor(const KColor& other) const {
         return r == other.r && g == other.g && b == other.b && a == other.a;
     }
+    friend bool operator==(const KColor&, const KColor&) = default;
     // "RRGGBB": each channel times 255 in double, narrowed to float, rounded half away from zero.
     std::string hexString() const;
 };

@@ -99,5 +99,57 @@ TEST_F(HeadlessSession, TheSettingsReachInput) {
     EXPECT_EQ(session.dispatcher.touchMode, TouchMode::Draw);
 }
 
+TEST_F(HeadlessSession, TheEyedropperTakesTheTopmostRunsColourIntoItsEntryAndNeverChangesThePage) {
+    session.setPenTypeIndex(2);
+    const KColor pencil{0.25, 0.5, 0.75, 0.35};
+    session.setPenColor(pencil);
+    drag({100, 100}, {300, 100});
+    session.setPenTypeIndex(1);
+    const KColor pen{1, 0, 0.5, 0.5};
+    session.setPenColor(pen);
+    drag({200, 80}, {200, 120});  // crosses the first stroke, on top of it
+    ASSERT_EQ(runs(), 2u);
+    const KVSPointSetArrayPtr ink = book->pointSets();
+    const bool couldUndo = session.editor.undoManager()->canUndo();
+    session.setPenColor({0, 0, 0, 0.35});
+
+    session.beginEyeDropping(5);
+    ASSERT_EQ(session.dispatcher.singlePointerMode, TouchMode::EyeDrop);
+    // Over the crossing the run on top wins; the entry and the pen take its colour with its alpha.
+    effects = {};
+    drag({200, 100}, {200, 100});
+    EXPECT_TRUE(effects.colorPicked);
+    ASSERT_TRUE(session.applyEyeDropperPick());
+    EXPECT_EQ(globals.penColors()[5], pen);
+    EXPECT_EQ(session.currentLineColor(), pen);
+    // Moving on to the lower run only.
+    drag({120, 100}, {140, 100});
+    auto pick = session.applyEyeDropperPick();
+    ASSERT_TRUE(pick && pick->color);
+    EXPECT_EQ(*pick->color, pencil);
+    EXPECT_EQ(globals.penColors()[5], pencil);
+    // Over empty paper: the swatch clears, nothing else changes.
+    drag({600, 700}, {610, 700});
+    pick = session.applyEyeDropperPick();
+    ASSERT_TRUE(pick);
+    EXPECT_FALSE(pick->color);
+    EXPECT_EQ(globals.penColors()[5], pencil);
+    EXPECT_EQ(session.currentLineColor(), pencil);
+    // The page is as it was: the same runs, no new undo step.
+    EXPECT_EQ(book->pointSets(), ink);
+    EXPECT_EQ(runs(), 2u);
+    EXPECT_EQ(session.editor.undoManager()->canUndo(), couldUndo);
+
+    // The square searched is 30 view points across at every zoom: it shrinks on the page as the view zooms in.
+    const Rect atOne = session.eyeDropperTool.pickRectAtViewPoint({200, 200});
+    session.viewport.view.zoomFactor *= 2;
+    const Rect atTwo = session.eyeDropperTool.pickRectAtViewPoint({200, 200});
+    EXPECT_NEAR(atTwo.width, atOne.width / 2, 1e-4);
+    EXPECT_NEAR(atOne.width, 30 / double(session.viewport.view.zoomFactor) * 2, 1e-4);
+    // After picking, pointers draw again.
+    session.endEyeDropping();
+    EXPECT_EQ(session.dispatcher.singlePointerMode, TouchMode::Draw);
+}
+
 }  // namespace
 }  // namespace velumen

@@ -16,10 +16,7 @@
 
 namespace velumen {
 
-// Test-only: colours equal channel by channel; pen slots field by field.
-bool operator==(const KColor& x, const KColor& y) {
-    return x.r == y.r && x.g == y.g && x.b == y.b && x.a == y.a;
-}
+// Test-only: pen slots field by field.
 bool operator==(const PenSettings& x, const PenSettings& y) {
     return x.version == y.version && x.thickness == y.thickness && x.inkType == y.inkType &&
            x.color == y.color;
@@ -328,6 +325,35 @@ TEST_F(SettingsTest, AnOlderPaletteGainsTheNewPageAndAFileThatIsNoStoreReadsAsEm
     auto h = fresh();
     EXPECT_EQ(persisted(*h),
               persisted(FoliantGlobals(openDefaultsStore(dir.filePath("new.plist")), 700000000.0)));
+}
+
+TEST_F(SettingsTest, WidthsAndColoursThatAreNoNumbersTakeTheDefaultOfTheirEntryAlone) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    KColor bad{nan, 0, 0, 1};
+    std::vector<KColor> palette = FoliantGlobals(openDefaultsStore(dir.filePath("factory.plist")), 0.0)._defaultPenColors;
+    const KColor factoryThird = palette[2];
+    palette[0] = {0.125, 0.25, 0.375, 0.5};
+    palette[2] = bad;
+    writeRaw("penColors", bytes(archiveColors(palette)));
+    writeRaw("currentPenColors", bytes(archiveColors({{1, 0, 0, 1}, bad, {0, 0, 1, 1}, bad, bad, {0, 1, 0, 1}})));
+    writeRaw("penWidths", bytes(archiveFloats({-2, 7, float(nan), 40, 0})));
+    writeRaw("penSettings", bytes(archivePenSettings({PenSettings::initWithColor(bad, float(nan)),
+                                                      PenSettings::initWithColor({0, 0, 1, 1}, -5.0f),
+                                                      PenSettings::initWithColor({1, 0, 0, 1}, 9.0f)})));
+    auto g = fresh();
+    EXPECT_EQ(g->penColors()[0], (KColor{0.125, 0.25, 0.375, 0.5}));
+    EXPECT_EQ(g->penColors()[2], factoryThird);
+    EXPECT_EQ(g->currentPenColors(), (std::vector<KColor>{{1, 0, 0, 1}, g->penColors()[0], {0, 0, 1, 1},
+                                                          g->penColors()[0], g->penColors()[0], {0, 1, 0, 1}}));
+    EXPECT_EQ(g->penWidths(), (std::vector<float>{64, 7, 3, 40, 16}));
+    EXPECT_EQ(g->penSettings()[0].thickness, PenTables::kDefaultPenThickness);
+    EXPECT_EQ(g->penSettings()[0].color, PenTables::defaultPenColor());
+    EXPECT_EQ(g->penSettings()[1].thickness, PenTables::kDefaultPenThickness);
+    EXPECT_EQ(g->penSettings()[2].thickness, 9.0f);
+    // A plain list from an older store: the same per entry.
+    name = "plain.plist";
+    writeRaw("penWidths", QVariantList{1, 2, nan, -1, 5});
+    EXPECT_EQ(fresh()->penWidths(), (std::vector<float>{1, 2, 3, 32, 5}));
 }
 
 TEST_F(SettingsTest, AStoreWrittenBeforeTheArchivedFormsLoadsAndIsWrittenBackAsBefore) {
