@@ -63,7 +63,10 @@ void FoliantViewController::showPenPalettePopoverFromButton(QWidget* button) {
     palette->setIsPinned(globals.isPenPalettePinned());
     palette->setIsErasingSelectedColor(globals.isErasingSelectedColor());
     palette->setPenTypeIndex(int(penTypeIndexForInkType(session_.sampler.inkType)));
-    palette->dismissed = [palette] { palette->deleteLater(); };
+    palette->dismissed = [this, palette] {
+        if (penPalette_ == palette) penPalette_ = nullptr;
+        palette->deleteLater();
+    };
     palette->showFromWidget(button);
 }
 
@@ -78,7 +81,10 @@ void FoliantViewController::showBigPenPaletteDialog() {
     palette->setSelectedColor(session_.currentLineColor());
     palette->setIsErasingSelectedColor(globals.isErasingSelectedColor());
     palette->setPenTypeIndex(int(penTypeIndexForInkType(session_.sampler.inkType)));
-    palette->dismissed = [palette] { palette->deleteLater(); };
+    palette->dismissed = [this, palette] {
+        if (bigPenPalette_ == palette) bigPenPalette_ = nullptr;
+        palette->deleteLater();
+    };
     palette->showOverHost();
     fade(palette, true);
 }
