@@ -210,6 +210,10 @@ class FoliantViewController : public QWidget,
     KImagePtr thumbnailForBook();
     void connectCommands();
     void makePageNavigator();
+    // What either palette's report of a pen type, a width or the eraser mode does to the pen.
+    void palettePenTypeChanged(PenPaletteBase* palette, int penTypeIndex, float width);
+    void palettePenWidthChanged(PenPaletteBase* palette, float width);
+    void paletteEraserModeChanged(bool isErasingSelectedColor);
     // Takes up what the eyedropper found in this event.
     void eyeDropPickedColor();
     // The toolbar's pen commands act only while no gesture runs in an unlocked book.

@@ -154,27 +154,40 @@ void FoliantViewController::eyeDropPickedColor() {
 }
 
 // ---- What the palettes report ----
+// Both palettes report alike; the phone's has no pin and no eyedropper, and gives its colour at Done.
 
-void FoliantViewController::penPaletteDidSelectColor(PenPalette*, const KColor& color) {
-    setPenColor(color);
-}
-
-void FoliantViewController::penPaletteDidChangePenType(PenPalette* palette, int penTypeIndex, float width) {
+void FoliantViewController::palettePenTypeChanged(PenPaletteBase* palette, int penTypeIndex, float width) {
     session_.setPenTypeIndex(penTypeIndex, width);
     updatePenToolbarIcon();
     // Each ink type keeps its own colour: the ring moves to it.
     if (palette) palette->setSelectedColor(session_.currentLineColor());
 }
 
-void FoliantViewController::penPaletteDidChangePenWidth(PenPalette* palette, float width) {
+void FoliantViewController::palettePenWidthChanged(PenPaletteBase* palette, float width) {
     session_.setPenTypeIndex(palette ? palette->penTypeIndex() : int(penTypeIndexForInkType(session_.sampler.inkType)),
                              width);
     updatePenToolbarIcon();
 }
 
-void FoliantViewController::penPaletteDidChangeEraserMode(PenPalette*, bool isErasingSelectedColor) {
+void FoliantViewController::paletteEraserModeChanged(bool isErasingSelectedColor) {
     session_.globals.setIsErasingSelectedColor(isErasingSelectedColor);
     session_.applySettings();
+}
+
+void FoliantViewController::penPaletteDidSelectColor(PenPalette*, const KColor& color) {
+    setPenColor(color);
+}
+
+void FoliantViewController::penPaletteDidChangePenType(PenPalette* palette, int penTypeIndex, float width) {
+    palettePenTypeChanged(palette, penTypeIndex, width);
+}
+
+void FoliantViewController::penPaletteDidChangePenWidth(PenPalette* palette, float width) {
+    palettePenWidthChanged(palette, width);
+}
+
+void FoliantViewController::penPaletteDidChangeEraserMode(PenPalette*, bool isErasingSelectedColor) {
+    paletteEraserModeChanged(isErasingSelectedColor);
 }
 
 void FoliantViewController::penPaletteDidTapEyeDropper(PenPalette*, std::size_t colorIndex) {
@@ -194,20 +207,15 @@ void FoliantViewController::bigPenPaletteDidSelectColor(BigPenPalette*, const KC
 }
 
 void FoliantViewController::bigPenPaletteDidChangePenType(BigPenPalette* palette, int penTypeIndex, float width) {
-    session_.setPenTypeIndex(penTypeIndex, width);
-    updatePenToolbarIcon();
-    if (palette) palette->setSelectedColor(session_.currentLineColor());
+    palettePenTypeChanged(palette, penTypeIndex, width);
 }
 
 void FoliantViewController::bigPenPaletteDidChangePenWidth(BigPenPalette* palette, float width) {
-    session_.setPenTypeIndex(palette ? palette->penTypeIndex() : int(penTypeIndexForInkType(session_.sampler.inkType)),
-                             width);
-    updatePenToolbarIcon();
+    palettePenWidthChanged(palette, width);
 }
 
 void FoliantViewController::bigPenPaletteDidChangeEraserMode(BigPenPalette*, bool isErasingSelectedColor) {
-    session_.globals.setIsErasingSelectedColor(isErasingSelectedColor);
-    session_.applySettings();
+    paletteEraserModeChanged(isErasingSelectedColor);
 }
 
 void FoliantViewController::bigPenPaletteDidClose(BigPenPalette* palette) {
