@@ -224,6 +224,13 @@ TEST_F(GalleryFiles, AnIncomingFileIsMovedInWithTheBookExtensionAndOpened) {
     // A URL that is no file does nothing.
     gallery->handleOpenUrl(QUrl("https://example.invalid/book.velumen"), false);
     EXPECT_EQ(delegate.didOpen.size(), 2u);
+
+    // A book already in the folder is found by its base name and opened where it is.
+    gallery->handleOpenExistingFileWithUrl(QUrl::fromLocalFile("/anywhere/Report.velumen"));
+    ASSERT_EQ(delegate.didOpen.size(), 3u);
+    EXPECT_EQ(delegate.didOpen.back().toLocalFile(), book("Report.velumen"));
+    gallery->handleOpenExistingFileWithUrl(QUrl::fromLocalFile("/anywhere/Absent.velumen"));
+    EXPECT_EQ(delegate.didOpen.size(), 3u);
 }
 
 TEST_F(GalleryFiles, DeleteAndRenameTakeTheCachedThumbnailsAlong) {
