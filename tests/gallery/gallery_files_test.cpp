@@ -367,5 +367,31 @@ TEST_F(GalleryFiles, ADuplicateOnAFullDiskLeavesNothingBehind) {
     EXPECT_EQ(readFile(book("Trip.velumen")).size(), qsizetype(big.size()));
 }
 
+TEST_F(GalleryFiles, FileOperationsNeverReplaceABook) {
+    writeFile(book("A.velumen"), QByteArray("a"));
+    writeFile(book("B.velumen"), QByteArray("b"));
+    setModificationTime(book("A.velumen"), 1000000000);
+    EXPECT_FALSE(KUtils::copyAndTouchFileFrom(book("A.velumen"), book("B.velumen")));
+    EXPECT_FALSE(KUtils::moveFileNoReplace(book("A.velumen"), book("B.velumen")));
+    EXPECT_FALSE(KUtils::moveFileSafely(book("A.velumen"), book("B.velumen")));
+    EXPECT_EQ(readFile(book("B.velumen")), QByteArray("b"));
+    EXPECT_EQ(entries(documents), QStringList({"A.velumen", "B.velumen"}));
+    // A copy is the newest file, whatever the date of its source.
+    ASSERT_TRUE(KUtils::copyAndTouchFileFrom(book("A.velumen"), book("C.velumen")));
+    EXPECT_GT(*KUtils::modificationTime(book("C.velumen")), *KUtils::modificationTime(book("B.velumen")));
+    EXPECT_FALSE(KUtils::copyAndTouchFileFrom(book("Missing.velumen"), book("D.velumen")));
+    EXPECT_FALSE(KUtils::copyAndTouchFileFrom(documents, book("D.velumen")));  // a folder is no book
+    EXPECT_EQ(entries(documents), QStringList({"A.velumen", "B.velumen", "C.velumen"}));
+
+    // Temporary files are named by the milliseconds since 2001.
+    const QString temporary = KUtils::getTemporaryFilePath();
+    EXPECT_EQ(QFileInfo(temporary).absolutePath(), QFileInfo(QDir::tempPath()).absoluteFilePath());
+    EXPECT_TRUE(temporary.endsWith(".temp"));
+    const double stamp = QFileInfo(temporary).completeBaseName().toDouble();
+    EXPECT_NEAR(stamp, (QDateTime::currentMSecsSinceEpoch() - 978307200000.0), 60000.0);
+    EXPECT_TRUE(KUtils::ensureDirectoryExists(root.filePath("a/b/c")));
+    EXPECT_FALSE(KUtils::ensureDirectoryExists(root.filePath("a/b/c")));
+}
+
 }  // namespace
 }  // namespace velumen::gallerytest
