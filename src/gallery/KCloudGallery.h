@@ -111,8 +111,8 @@ class KCloudGallery : public QObject {
     // Renames the selected book: parked first under "Recovered <ms>", then given the new name (with a
     // serial on a clash). The final file name, or nothing without a selection. Runs where it is called.
     std::optional<QString> renameCurrentFileTo(const QString& name);
-    // The same for any book; the new path, or nothing when the book could not be parked or named (it then
-    // keeps whichever name it has).
+    // The same for any book: the path the book now has (its parked "Recovered" name if the second move
+    // failed), or nothing when there is no book at `path`.
     static std::optional<QString> renameFile(const QString& path, const QString& name, const QString& extension);
     // The rename command with the text typed in its alert: cleaned; empty or unchanged does nothing (false).
     // Otherwise the work runs on the file queue and the list is read afterwards.
