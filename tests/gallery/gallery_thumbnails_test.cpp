@@ -4,6 +4,8 @@
 #include <QBuffer>
 #include <QImageWriter>
 #include <QSignalSpy>
+#include <QTest>
+#include <set>
 
 #include "GalleryFixture.h"
 #include "gallery/BookPreview.h"
@@ -152,6 +154,31 @@ TEST_F(GalleryThumbnails, ThePreviewReadKeepsTheStoredScale) {
     EXPECT_EQ(scaledToFit(preview->thumbnail, 40).size(), QSize(32, 40));
     EXPECT_EQ(scaledToFit(preview->thumbnail, 400).size(), QSize(64, 80));  // never enlarged
     EXPECT_FALSE(readBookPreview(root.path()).has_value());                // a folder
+}
+
+TEST_F(GalleryThumbnails, AScreenfulOfRequestsAnswersEachBookOnceAndKeepsFiftyInMemory) {
+    for (int i = 0; i < 60; ++i)
+        writeFile(book(QString("Book %1.velumen").arg(i)), bookBytes(previewImage(16, 20, std::uint32_t(i + 1))));
+    auto gallery = makeGallery();
+    ASSERT_EQ(gallery->files.size(), 60u);
+    QSignalSpy ready(gallery.get(), &KCloudGallery::thumbnailReady);
+    for (const FileInfo& record : gallery->files) gallery->setThumbnailAsync(record.fileUrl);
+    QTRY_COMPARE_WITH_TIMEOUT(ready.count(), 60, 20000);
+    gallery->waitForThumbnailWork();
+    std::set<QString> answered;
+    for (const QList<QVariant>& args : ready) {
+        answered.insert(args.at(0).toUrl().toString());
+        const QImage image = args.at(1).value<QImage>();
+        EXPECT_EQ(image.size(), QSize(16, 20));
+        // Each book's own picture: its colour.
+        const int index = QFileInfo(args.at(0).toUrl().toLocalFile()).completeBaseName().mid(5).toInt();
+        const QRgb expected = QColor::fromRgb(previewImage(1, 1, std::uint32_t(index + 1))->pixels[0]).rgb();
+        EXPECT_LE(std::abs(qRed(image.pixel(8, 10)) - qRed(expected)), 8);
+    }
+    EXPECT_EQ(answered.size(), 60u);
+    EXPECT_EQ(gallery->cachedThumbnailImages().count(), 50u);
+    EXPECT_EQ(entries(gallery->thumbnailCacheDirectory).size(), 60);
+    EXPECT_EQ(entries(gallery->largeThumbnailCacheDirectory).size(), 60);
 }
 
 }  // namespace
