@@ -36,6 +36,7 @@ void KCloudGallery::viewDidLoad(std::unique_ptr<Scheduler> scheduler) {
     fileFilter.clear();
     initThumbnailCache();
     initializeiCloud();
+    KUtils::removeStrayCopies(documentsPath);
     directoryWatcher_ = std::make_unique<KDirectoryWatcher>(std::move(scheduler));
     if (directoryWatcher_->startMonitoringDirectory(documentsPath)) {
         connect(directoryWatcher_.get(), &KDirectoryWatcher::directoryChanged, this, [this] { directoryChanged(); });

@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QTextBoundaryFinder>
 #include <algorithm>
 #include <cerrno>
@@ -227,6 +228,13 @@ bool KUtils::moveFileSafely(const QString& from, const QString& to) {
     if (errno != EXDEV) return false;
     if (!copyIntoPlace(from, to)) return false;
     return removeFile(from);
+}
+
+void KUtils::removeStrayCopies(const QString& folder) {
+    static const QRegularExpression halfCopy(QStringLiteral("^\\..+\\.[0-9a-z]{1,13}\\.part$"));
+    const QStringList names = QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::System);
+    for (const QString& name : names)
+        if (halfCopy.match(name).hasMatch()) removeFile(folder + QLatin1Char('/') + name);
 }
 
 bool KUtils::removeFile(const QString& path) {

@@ -67,6 +67,8 @@ class KUtils {
     // Moves across file systems too: a rename where it can, else copy, sync, rename into place, then remove
     // the source. The source is removed only once the copy is whole on disk.
     static bool moveFileSafely(const QString& from, const QString& to);
+    // Removes the hidden half copies that a copy cut short (by a crash) left in `folder`.
+    static void removeStrayCopies(const QString& folder);
     // Removes the file and syncs its folder; false when it is still there.
     static bool removeFile(const QString& path);
     // Makes the folder's entries durable.

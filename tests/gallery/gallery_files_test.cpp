@@ -376,6 +376,14 @@ TEST_F(GalleryFiles, FileOperationsNeverReplaceABook) {
     EXPECT_FALSE(KUtils::moveFileSafely(book("A.velumen"), book("B.velumen")));
     EXPECT_EQ(readFile(book("B.velumen")), QByteArray("b"));
     EXPECT_EQ(entries(documents), QStringList({"A.velumen", "B.velumen"}));
+    // Half copies a crash left behind go at the next start; the user's own files stay.
+    writeFile(book(".Trip 2.velumen.k3x9q1.part"), QByteArray("half"));
+    writeFile(book("notes.part"), QByteArray("mine"));
+    writeFile(book(".hidden"), QByteArray("mine"));
+    makeGallery();
+    EXPECT_EQ(entries(documents), QStringList({".hidden", "A.velumen", "B.velumen", "notes.part"}));
+    QFile::remove(book(".hidden"));
+    QFile::remove(book("notes.part"));
     // A copy is the newest file, whatever the date of its source.
     ASSERT_TRUE(KUtils::copyAndTouchFileFrom(book("A.velumen"), book("C.velumen")));
     EXPECT_GT(*KUtils::modificationTime(book("C.velumen")), *KUtils::modificationTime(book("B.velumen")));
