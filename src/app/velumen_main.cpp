@@ -5,8 +5,12 @@
 //   velumen replay SCRIPT BOOK [--screenshot PNG]
 //                                  play a touch script into the book's current page (a new one-page book
 //                                  when BOOK does not exist) and save it; optionally a picture of the screen
+//   velumen thumbnail [-s SIZE] BOOK OUT.png
+//                                  the book's preview as PNG, scaled to fit SIZE pixels (256 by default),
+//                                  read without loading the book: what file managers show
 #include <QApplication>
 #include <QFile>
+#include <QSaveFile>
 #include <QSurfaceFormat>
 #include <QTemporaryDir>
 #include <QtGlobal>
@@ -22,6 +26,7 @@
 #include "document/FoliantData.h"
 #include "document/KeyedArchive.h"
 #include "document/MappedFile.h"
+#include "gallery/BookPreview.h"
 #include "input/TouchScript.h"
 #include "objects/FoliantTextBox.h"
 #include "objects/qt/QtImageCodec.h"
@@ -41,7 +46,8 @@ int usage() {
         "usage: velumen info BOOK [--json]\n"
         "       velumen svg BOOK [--page N]\n"
         "       velumen upgrade IN OUT\n"
-        "       velumen replay SCRIPT BOOK [--screenshot PNG]\n",
+        "       velumen replay SCRIPT BOOK [--screenshot PNG]\n"
+        "       velumen thumbnail [-s SIZE] BOOK OUT.png\n",
         stderr);
     return kUsageStatus;
 }
@@ -215,6 +221,31 @@ int replay(int argc, char** argv, const std::vector<std::string>& args, const Qt
     return 0;
 }
 
+// The preview stored in the book, by the partial read only: the pages are never decoded, so a book of any
+// size costs the same. Written as PNG whatever the output's name says.
+int thumbnail(const std::vector<std::string>& args) {
+    long long size = 256;
+    std::size_t next = 1;
+    if (args.size() == 5 && args[1] == "-s") {
+        const std::optional<long long> asked = parseIndex(args[2]);
+        if (!asked || *asked < 1 || *asked > 8192) return usage();
+        size = *asked;
+        next = 3;
+    } else if (args.size() != 3) {
+        return usage();
+    }
+    const std::string& bookPath = args[next];
+    const std::string& outPath = args[next + 1];
+    const std::optional<BookPreview> preview = readBookPreview(QString::fromStdString(bookPath));
+    if (!preview) return failure(bookPath + ": no readable preview (not a book, or a book without one)");
+    QImage image = scaledToFit(preview->thumbnail, static_cast<int>(size));
+    image.setDevicePixelRatio(1.0);
+    QSaveFile out(QString::fromStdString(outPath));
+    if (!out.open(QIODevice::WriteOnly) || !image.save(&out, "PNG") || !out.commit())
+        return failure(outPath + ": cannot be written");
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -229,6 +260,7 @@ int main(int argc, char** argv) {
     const QtImageCodec codec;
     std::string why;
     if (command == "replay") return replay(argc, argv, args, codec);
+    if (command == "thumbnail") return thumbnail(args);
 
     if (command == "info") {
         if (args.size() < 2 || args.size() > 3 || (args.size() == 3 && args[2] != "--json")) return usage();
