@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -256,7 +257,10 @@ TEST(PenPaletteEndToEnd, ThePhoneSheetCoversTheEditorHasNoEyedropperAndAppliesIt
     QTest::mouseClick(sheet->colorPicker()->findChild<QPushButton*>("cancelButton"), Qt::LeftButton);
     QTest::mouseClick(sheet->doneButton(), Qt::LeftButton);
     EXPECT_EQ(e.vc->session().currentLineColor(), e.globals->penColors()[last]);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !e.vc->bigPenPalette() && sheet->isHidden(); }, 2000) || !sheet);
+    // The sheet fades out and goes.
+    const QPointer<BigPenPalette> closing(sheet);
+    EXPECT_FALSE(e.vc->bigPenPalette());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !closing || closing->isHidden(); }, 2000));
 }
 
 }  // namespace
