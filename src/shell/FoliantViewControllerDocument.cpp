@@ -3,6 +3,7 @@
 #include <QFileInfo>
 #include <QTimer>
 
+#include "remote/FLDiagnostics.h"
 #include "render/KGLUtils.h"
 #include "shell/FoliantViewController.h"
 
@@ -199,6 +200,7 @@ void FoliantViewController::closeDocumentAndReturnToGallery() {
 
 void FoliantViewController::lockDocument() {
     if (!document_ || !session_.book()) return;
+    if (diagnostics) diagnostics->didLockBook();
     setEnabled(false);
     session_.book()->setIsLocked(true);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
@@ -252,10 +254,12 @@ void FoliantViewController::applicationWillResignActive() {
         session_.globals.defaults().setObject(FoliantGlobals::kActiveFileName, fileName_);
         session_.globals.defaults().synchronize();
     }
+    if (usageWillResignActive) usageWillResignActive();
 }
 
 void FoliantViewController::applicationDidBecomeActive() {
     isApplicationSuspended_ = false;
+    if (usageDidBecomeActive) usageDidBecomeActive();
     redrawAllLines();
 }
 
