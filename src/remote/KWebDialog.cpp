@@ -59,22 +59,30 @@ KWebDialog::KWebDialog(QStringList allowedPrefixes, QWidget* parent)
     });
     webView_->wantsImage = [this](const QUrl& url) { fetchImage(url); };
     openExternally = [](const QUrl& url) { QDesktopServices::openUrl(url); };
-}
-
-void KWebDialog::showFromViewController(QWidget* modalParent, const QUrl& url) {
-    modalParent_ = modalParent;
-    closed_ = false;
-    setWindowModality(Qt::WindowModal);
-    loadPage(url);
-    QTimer::singleShot(presentationDelayMs, this, [this] {
+    presentationTimer_.setSingleShot(true);
+    connect(&presentationTimer_, &QTimer::timeout, this, [this] {
         if (closed_ || !modalParent_) return;
         show();
         raise();
     });
 }
 
+KWebDialog::~KWebDialog() {
+    webView_->wantsImage = nullptr;
+}
+
+void KWebDialog::showFromViewController(QWidget* modalParent, const QUrl& url) {
+    modalParent_ = modalParent;
+    closed_ = false;
+    setWindowModality(Qt::WindowModal);
+    // The wait starts first: a page refused at once closes the dialog and stops it.
+    presentationTimer_.start(presentationDelayMs);
+    loadPage(url);
+}
+
 void KWebDialog::closeDialog() {
     closed_ = true;
+    presentationTimer_.stop();
     ++loadNumber_;
     hide();
     modalParent_ = nullptr;

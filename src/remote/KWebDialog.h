@@ -14,6 +14,7 @@
 #include <QSet>
 #include <QStringList>
 #include <QTextBrowser>
+#include <QTimer>
 #include <QUrl>
 #include <functional>
 
@@ -36,6 +37,8 @@ class KWebView : public QTextBrowser {
 class KWebDialog : public QDialog {
   public:
     explicit KWebDialog(QStringList allowedPrefixes, QWidget* parent = nullptr);
+    // The page view outlives the dialog's own members while it goes: it asks for nothing more.
+    ~KWebDialog() override;
 
     // Starts loading `url` and presents the dialog over `modalParent` after presentationDelayMs.
     void showFromViewController(QWidget* modalParent, const QUrl& url);
@@ -62,6 +65,8 @@ class KWebDialog : public QDialog {
     // The page shown, empty before one arrived.
     const QUrl& pageUrl() const { return pageUrl_; }
     bool isClosed() const { return closed_; }
+    // Runs from showFromViewController until the dialog is presented or closed.
+    const QTimer& presentationTimer() const { return presentationTimer_; }
 
   private:
     void loadPage(const QUrl& url);
@@ -78,6 +83,7 @@ class KWebDialog : public QDialog {
     // Each page load has its own number: an answer for an earlier one is dropped.
     int loadNumber_ = 0;
     bool closed_ = false;
+    QTimer presentationTimer_;
 };
 
 }  // namespace velumen

@@ -90,7 +90,6 @@ void fetchWithLimits(QNetworkAccessManager& manager, QNetworkRequest request, co
     request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::SameOriginRedirectPolicy);
     request.setMaximumRedirectsAllowed(5);
-    request.setTransferTimeout(limits.timeoutMs);
     const QString scheme = request.url().scheme().toLower();
     if (!request.url().isValid() || (scheme != "http" && scheme != "https")) {
         QTimer::singleShot(0, &manager, [completion = std::move(completion)] {
