@@ -19,6 +19,8 @@ struct LoopbackAnswer {
     int status = 200;
     QByteArray contentType = "text/plain; charset=utf-8";
     QByteArray body;
+    // Header lines added as they stand, each ending in "\r\n".
+    QByteArray extraHeaders;
     // Redirect: where to. Huge: the size, and whether a Content-Length announces it.
     QByteArray location;
     qint64 hugeSize = 10 * 1024 * 1024;
@@ -87,6 +89,12 @@ class LoopbackHttpServer : public QTcpServer {
     void readFrom(QTcpSocket* socket) {
         QByteArray& buffer = buffers_[socket];
         buffer += socket->readAll();
+        // A TLS handshake to this plain server: a plain answer, which the client cannot take for TLS.
+        if (buffer.startsWith('\x16')) {
+            socket->write("HTTP/1.1 400 Bad Request\r\nConnection: close\r\n\r\n");
+            socket->disconnectFromHost();
+            return;
+        }
         const qsizetype headerEnd = buffer.indexOf("\r\n\r\n");
         if (headerEnd < 0) return;
         const QList<QByteArray> lines = buffer.left(headerEnd).split('\n');
@@ -106,7 +114,7 @@ class LoopbackHttpServer : public QTcpServer {
         using Kind = LoopbackAnswer::Kind;
         const QByteArray reason = a.status == 200 ? "OK" : a.status == 302 ? "Found" : "Other";
         QByteArray head = "HTTP/1.1 " + QByteArray::number(a.status) + " " + reason + "\r\n";
-        head += "Content-Type: " + a.contentType + "\r\nConnection: close\r\n";
+        head += "Content-Type: " + a.contentType + "\r\nConnection: close\r\n" + a.extraHeaders;
         switch (a.kind) {
             case Kind::Never:
                 return;

@@ -268,6 +268,31 @@ TEST_F(FetchTest, HostileServersAreCutOffInSizeAndTime) {
     }
 }
 
+TEST_F(FetchTest, CompressedBombIsCutOffAtTheCapOfWhatItUnpacksTo) {
+    // Twenty megabytes of zeros in a few kilobytes.
+    const QByteArray packed = qCompress(QByteArray(20 * 1024 * 1024, '\0'), 9).mid(4);
+    ASSERT_LT(packed.size(), 64 * 1024);
+    LoopbackAnswer bomb = LoopbackAnswer::plain(packed);
+    bomb.extraHeaders = "Content-Encoding: deflate\r\n";
+    server.answer("/bomb", bomb);
+    fetch("/bomb", {64 * 1024, 3000});
+    ASSERT_TRUE(waitFor([&] { return result.has_value(); }));
+    EXPECT_FALSE(result->succeeded);
+    EXPECT_TRUE(result->data.isEmpty());
+}
+
+TEST_F(FetchTest, FailedTlsHandshakeIsAFailedFetch) {
+    server.answer("/a.txt", LoopbackAnswer::plain("hello"));
+    QString address = server.url("/a.txt");
+    address.replace("http://", "https://");
+    fetchWithLimits(network, QNetworkRequest(QUrl(address)), "GET", {}, {1024, 10000},
+                    [this](const WebFetchResult& r) { result = r; });
+    ASSERT_TRUE(waitFor([&] { return result.has_value(); }, 5000));
+    EXPECT_FALSE(result->succeeded);
+    EXPECT_NE(result->error, "timed out");
+    EXPECT_TRUE(result->data.isEmpty());
+}
+
 TEST_F(FetchTest, RedirectIsFollowedOnlyToTheSameOrigin) {
     LoopbackHttpServer other;
     other.answer("/elsewhere.txt", LoopbackAnswer::plain("dlg00001abcd 0000 https://allowed.example/"));

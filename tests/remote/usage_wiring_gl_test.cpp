@@ -6,6 +6,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "LoopbackHttpServer.h"
+#include "remote/KWebDialog.h"
+#include "remote/RemoteDialogs.h"
+#include "remote/RemoteEndpoints.h"
 #include "shell/BookFile.h"
 #include "shell/DefaultsStore.h"
 #include "shell/FoliantViewController.h"
@@ -88,6 +92,65 @@ TEST_F(UsageEditor, FirstAppearanceOfANewInstallationShowsNothingAndFetchesNothi
     EXPECT_EQ(globals.defaults().integerForKey(FoliantGlobals::kLastWhatsNewDialogShown), 720);
     EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
     EXPECT_TRUE(usage.messages()->endpoints().announcementTabletUrl.isEmpty());
+}
+
+// A deployment whose announcement (for either layout) names a page on the loopback server.
+struct ConfiguredUsageEditor : UsageEditor {
+    test::LoopbackHttpServer server;
+    ConfiguredUsageEditor() {
+        server.answer("/svcapps1/latest.txt",
+                      test::LoopbackAnswer::plain("dlg00001abcd 0000 " + server.url("/news.html").toUtf8() + "\n"));
+        server.answer("/news.html", test::LoopbackAnswer::plain("<p>Hello from the makers</p>", "text/html"));
+        UserDefaults& d = globals.defaults();
+        d.setObject(RemoteEndpoints::kAllowedPrefixes, QStringList{server.url("/")});
+        d.setObject(RemoteEndpoints::kAnnouncementTabletUrl, server.url("/svcapps1/latest.txt"));
+        d.setObject(RemoteEndpoints::kAnnouncementPhoneUrl, server.url("/svcapps1/latest.txt"));
+        d.setObject(FoliantGlobals::kRunTime, 600);
+    }
+    // The dialogs of a kind over the editor (they carry no meta-object of their own).
+    template <class D>
+    QList<D*> dialogs() const {
+        QList<D*> found;
+        for (QDialog* d : vc.findChildren<QDialog*>())
+            if (auto* of = dynamic_cast<D*>(d)) found << of;
+        return found;
+    }
+    QList<KWebDialog*> webDialogs() const { return dialogs<KWebDialog>(); }
+};
+
+TEST_F(ConfiguredUsageEditor, AnnouncementShowsItsPageOverTheEditorOnce) {
+    globals.defaults().setObject(FoliantGlobals::kLastWhatsNewDialogShown, 720);
+    usage.viewDidAppear();
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const auto dialogs = webDialogs();
+            return dialogs.size() == 1 && dialogs[0]->isVisible() &&
+                   dialogs[0]->webView()->toPlainText().contains("Hello from the makers");
+        },
+        5000));
+    EXPECT_EQ(globals.defaults().integerForKey("dlg-abcd"), 1);
+    EXPECT_EQ(server.requestCount("/svcapps1/latest.txt"), 1);
+    // A second appearance asks for nothing more.
+    usage.viewDidAppear();
+    EXPECT_EQ(server.requestCount("/svcapps1/latest.txt"), 1);
+    webDialogs()[0]->closeDialog();
+}
+
+TEST_F(ConfiguredUsageEditor, WhatIsNewOnScreenVetoesTheAnnouncementBeforeItIsMarked) {
+    globals.defaults().setObject(FoliantGlobals::kLastWhatsNewDialogShown, 400);
+    usage.viewDidAppear();
+    ASSERT_EQ(dialogs<WhatsNewDialog>().size(), 1);
+    int asked = 0;
+    auto inner = usage.messages()->isPresenting;
+    usage.messages()->isPresenting = [&] {
+        ++asked;
+        return inner();
+    };
+    ASSERT_TRUE(QTest::qWaitFor([&] { return asked > 0; }, 5000));
+    EXPECT_EQ(globals.defaults().integerForKey("dlg-abcd"), 0);
+    EXPECT_TRUE(webDialogs().isEmpty());
+    EXPECT_EQ(server.requestCount("/news.html"), 0);
+    EXPECT_EQ(globals.defaults().integerForKey(FoliantGlobals::kLastWhatsNewDialogShown), 720);
 }
 
 }  // namespace
