@@ -53,39 +53,39 @@ void FLDiagnostics::loadSettings() {
         const QVariantList list = stored.toList();
         if (list.size() >= 18) {
             for (int i = 0; i < 18; ++i)
-                counters_[std::size_t(i)] = counterValue(list[i]);
+                setCounter(Counter(i), counterValue(list[i]));
         }
         if (list.size() >= 20) {
             for (int i = 18; i < 20; ++i)
-                counters_[std::size_t(i)] = counterValue(list[i]);
+                setCounter(Counter(i), counterValue(list[i]));
         }
     }
-    installTime_ = defaults_.doubleForKey(FoliantGlobals::kInstallTime);
-    if (installTime_ == 0 && defaults_.integerForKey(FoliantGlobals::kRunTime) == 0)
-        installTime_ = now_ ? *now_ : FoliantGlobals::referenceDateNow();
+    _installTime = defaults_.doubleForKey(FoliantGlobals::kInstallTime);
+    if (_installTime == 0 && defaults_.integerForKey(FoliantGlobals::kRunTime) == 0)
+        _installTime = now_ ? *now_ : FoliantGlobals::referenceDateNow();
 }
 
 bool FLDiagnostics::saveSettings() {
     QVariantList list;
-    for (const std::int32_t c : counters_)
-        list.append(int(c));
+    for (int i = 0; i < kCounterCount; ++i)
+        list.append(int(counter(Counter(i))));
     defaults_.setObject(FoliantGlobals::kUserPreferences, list);
-    defaults_.setObject(FoliantGlobals::kInstallTime, installTime_);
+    defaults_.setObject(FoliantGlobals::kInstallTime, _installTime);
     return defaults_.synchronize();
 }
 
 void FLDiagnostics::count(Counter which) {
-    counters_[which] = static_cast<std::int32_t>(static_cast<std::uint32_t>(counters_[which]) + 1u);
+    setCounter(which, static_cast<std::int32_t>(static_cast<std::uint32_t>(counter(which)) + 1u));
 }
 
 QString FLDiagnostics::getDiagnosticsString(const QTimeZone& zone) const {
     QString line;
-    for (std::size_t i = 0; i < counters_.size(); ++i) {
+    for (int i = 0; i < kCounterCount; ++i) {
         if (i > 0) line += u'-';
-        line += QString::number(counters_[i]);
+        line += QString::number(counter(Counter(i)));
     }
-    if (installTime_ != 0 && std::isfinite(installTime_) && std::fabs(installTime_) < 1e13) {
-        const auto ms = static_cast<qint64>(std::llround((installTime_ + kReferenceDateOffset) * 1000.0));
+    if (_installTime != 0 && std::isfinite(_installTime) && std::fabs(_installTime) < 1e13) {
+        const auto ms = static_cast<qint64>(std::llround((_installTime + kReferenceDateOffset) * 1000.0));
         line += u'-' + QDateTime::fromMSecsSinceEpoch(ms, zone).toString(QStringLiteral("MMddyy"));
     } else {
         line += QStringLiteral("-0");

@@ -59,11 +59,11 @@ class FLDiagnostics {
     // in `zone`, or "-0" without an install time.
     QString getDiagnosticsString(const QTimeZone& zone = QTimeZone::systemTimeZone()) const;
 
-    std::int32_t counter(Counter which) const { return counters_[which]; }
-    void setCounter(Counter which, std::int32_t value) { counters_[which] = value; }
-    // Adds one, wrapping as the 32-bit number it is stored as.
+    std::int32_t counter(Counter which) const { return this->*kFields[which]; }
+    void setCounter(Counter which, std::int32_t value) { this->*kFields[which] = value; }
+    // Adds one to a counter, wrapping as the 32-bit number it is stored as.
     void count(Counter which);
-    double installTime() const { return installTime_; }
+    double installTime() const { return _installTime; }
 
     // The commands that count.
     void didAddPage() { count(kTotalPagesAdded); }
@@ -77,11 +77,57 @@ class FLDiagnostics {
     void didInsertImage() { count(kTotalImagesAdded); }
     void didInsertTextBox() { count(kTotalTextBoxesAdded); }
 
+    // The counters, in the order of the stored array.
+    std::int32_t _reserved = 0;
+    std::int32_t _numBooks = 0;
+    std::int32_t _totalTweetsSent = 0;
+    std::int32_t _totalPagesAdded = 0;
+    std::int32_t _totalImagesAdded = 0;
+    std::int32_t _totalTextBoxesAdded = 0;
+    std::int32_t _totalStationeryUses = 0;
+    std::int32_t _totalCustomStationeryUses = 0;
+    std::int32_t _numCustomStationery = 0;
+    std::int32_t _totalBookLocksUsed = 0;
+    std::int32_t _totalVelumenBooksEmailed = 0;
+    std::int32_t _totalPDFsExported = 0;
+    std::int32_t _totalPDFsEmailed = 0;
+    std::int32_t _totalJPEGsExported = 0;
+    std::int32_t _totalJPEGsEmailed = 0;
+    std::int32_t _totalSnapshotsSaved = 0;
+    std::int32_t _totalCopyOperations = 0;
+    std::int32_t _totalCutOperations = 0;
+    std::int32_t _totalPNGsExported = 0;
+    std::int32_t _totalPNGsEmailed = 0;
+    // Seconds since 1 January 2001; 0 when unknown.
+    double _installTime = 0;
+
   private:
+    using Field = std::int32_t FLDiagnostics::*;
+    static constexpr Field kFields[kCounterCount] = {
+        &FLDiagnostics::_reserved,
+        &FLDiagnostics::_numBooks,
+        &FLDiagnostics::_totalTweetsSent,
+        &FLDiagnostics::_totalPagesAdded,
+        &FLDiagnostics::_totalImagesAdded,
+        &FLDiagnostics::_totalTextBoxesAdded,
+        &FLDiagnostics::_totalStationeryUses,
+        &FLDiagnostics::_totalCustomStationeryUses,
+        &FLDiagnostics::_numCustomStationery,
+        &FLDiagnostics::_totalBookLocksUsed,
+        &FLDiagnostics::_totalVelumenBooksEmailed,
+        &FLDiagnostics::_totalPDFsExported,
+        &FLDiagnostics::_totalPDFsEmailed,
+        &FLDiagnostics::_totalJPEGsExported,
+        &FLDiagnostics::_totalJPEGsEmailed,
+        &FLDiagnostics::_totalSnapshotsSaved,
+        &FLDiagnostics::_totalCopyOperations,
+        &FLDiagnostics::_totalCutOperations,
+        &FLDiagnostics::_totalPNGsExported,
+        &FLDiagnostics::_totalPNGsEmailed,
+    };
+
     UserDefaults& defaults_;
     std::optional<double> now_;
-    std::array<std::int32_t, kCounterCount> counters_{};
-    double installTime_ = 0;
 };
 
 }  // namespace velumen

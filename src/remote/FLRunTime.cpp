@@ -15,13 +15,13 @@ std::int32_t addRunTime(std::int64_t rtx, double seconds) {
 }
 
 void FLRunTime::startRuntime() {
-    sessionStartTime_ = clock_.now();
+    sessionStartTime = clock_.now();
     started_ = true;
 }
 
 void FLRunTime::updateRuntime() {
     if (!started_) return;
-    const double elapsed = clock_.now() - sessionStartTime_;
+    const double elapsed = clock_.now() - sessionStartTime;
     defaults_.setObject(FoliantGlobals::kRunTime, qlonglong(addRunTime(runTime(), elapsed)));
     defaults_.synchronize();
     startRuntime();

@@ -28,7 +28,7 @@ class FLRunTime {
   private:
     UserDefaults& defaults_;
     const Clock& clock_;
-    double sessionStartTime_ = 0;
+    double sessionStartTime = 0;
     bool started_ = false;
 };
 

@@ -45,34 +45,34 @@ KWebDialog::KWebDialog(QStringList allowedPrefixes, QWidget* parent)
     setWindowTitle(tr("Velumen"));
     resize(540, 620);
     auto* layout = new QVBoxLayout(this);
-    webView_ = new KWebView(this);
-    webView_->setOpenLinks(false);
-    webView_->setOpenExternalLinks(false);
-    webView_->setReadOnly(true);
-    layout->addWidget(webView_, 1);
+    _webView = new KWebView(this);
+    _webView->setOpenLinks(false);
+    _webView->setOpenExternalLinks(false);
+    _webView->setReadOnly(true);
+    layout->addWidget(_webView, 1);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
     layout->addWidget(buttons);
     connect(buttons, &QDialogButtonBox::rejected, this, [this] { cancelTapped(); });
-    connect(webView_, &QTextBrowser::anchorClicked, this, [this](const QUrl& link) {
+    connect(_webView, &QTextBrowser::anchorClicked, this, [this](const QUrl& link) {
         const QUrl url = pageUrl_.resolved(link);
-        if (shouldStartLoadWithRequest(url)) loadPage(url);
+        if (webView(*_webView, url)) loadPage(url);
     });
-    webView_->wantsImage = [this](const QUrl& url) { fetchImage(url); };
+    _webView->wantsImage = [this](const QUrl& url) { fetchImage(url); };
     openExternally = [](const QUrl& url) { QDesktopServices::openUrl(url); };
     presentationTimer_.setSingleShot(true);
     connect(&presentationTimer_, &QTimer::timeout, this, [this] {
-        if (closed_ || !modalParent_) return;
+        if (closed_ || !_modalParent) return;
         show();
         raise();
     });
 }
 
 KWebDialog::~KWebDialog() {
-    webView_->wantsImage = nullptr;
+    _webView->wantsImage = nullptr;
 }
 
 void KWebDialog::showFromViewController(QWidget* modalParent, const QUrl& url) {
-    modalParent_ = modalParent;
+    _modalParent = modalParent;
     closed_ = false;
     setWindowModality(Qt::WindowModal);
     // The wait starts first: a page refused at once closes the dialog and stops it.
@@ -85,11 +85,11 @@ void KWebDialog::closeDialog() {
     presentationTimer_.stop();
     ++loadNumber_;
     hide();
-    modalParent_ = nullptr;
+    _modalParent = nullptr;
 }
 
-bool KWebDialog::shouldStartLoadWithRequest(const QUrl& url) {
-    const WebDialogRoute route = routeForNavigation(url);
+bool KWebDialog::webView(KWebView&, const QUrl& request, int) {
+    const WebDialogRoute route = routeForNavigation(request);
     switch (route.action) {
         case WebDialogRoute::Action::Close:
             jsCloseDialog();
@@ -114,7 +114,7 @@ void KWebDialog::jsOpenURL(const QString& address) {
 void KWebDialog::loadPage(const QUrl& url) {
     // Only pages under the allowed prefixes load; a link elsewhere is simply not followed.
     if (!isAllowedAddress(url.toString(QUrl::FullyEncoded), allowedPrefixes_)) {
-        if (pageUrl_.isEmpty()) webViewDidFailLoad();
+        if (pageUrl_.isEmpty()) webView(*_webView, QStringLiteral("not an allowed address"));
         return;
     }
     const int number = ++loadNumber_;
@@ -123,7 +123,7 @@ void KWebDialog::loadPage(const QUrl& url) {
                     [self, number, url](const WebFetchResult& result) {
                         if (!self || self->loadNumber_ != number || self->closed_) return;
                         if (!result.succeeded)
-                            self->webViewDidFailLoad();
+                            self->webView(*self->_webView, result.error);
                         else
                             self->pageArrived(url, result.data);
                     });
@@ -135,13 +135,13 @@ void KWebDialog::pageArrived(const QUrl& url, const QByteArray& body) {
     pageUrl_ = url;
     html_ = decoder(body);
     requestedImages_.clear();
-    webView_->images.clear();
-    webView_->baseUrl = url;
-    webView_->document()->setBaseUrl(url);
-    webView_->setHtml(html_);
+    _webView->images.clear();
+    _webView->baseUrl = url;
+    _webView->document()->setBaseUrl(url);
+    _webView->setHtml(html_);
 }
 
-void KWebDialog::webViewDidFailLoad() {
+void KWebDialog::webView(KWebView&, const QString&) {
     closeDialog();
 }
 
@@ -156,11 +156,11 @@ void KWebDialog::fetchImage(const QUrl& url) {
                         if (!self || self->loadNumber_ != number || self->closed_ || !result.succeeded) return;
                         const QImage image = decodeImage(result.data);
                         if (image.isNull()) return;
-                        self->webView_->images.insert(url, image);
+                        self->_webView->images.insert(url, image);
                         // Laid out again, the page now finds the image.
-                        const int position = self->webView_->verticalScrollBar()->value();
-                        self->webView_->setHtml(self->html_);
-                        self->webView_->verticalScrollBar()->setValue(position);
+                        const int position = self->_webView->verticalScrollBar()->value();
+                        self->_webView->setHtml(self->html_);
+                        self->_webView->verticalScrollBar()->setValue(position);
                     });
 }
 

@@ -1,7 +1,7 @@
 // The web dialog: a page from an allowed site, shown once in a modal sheet over the editor. The page is
 // fetched with the same caps as every remote answer and shown as rich text (no scripts, no plug-ins); its
 // images load only from the allowed prefixes, nothing loads from local files, and links do not navigate
-// by themselves: each goes through shouldStartLoadWithRequest, where the private scheme "knav" closes the
+// by themselves: each goes through webView (the navigation check), where the private scheme "knav" closes the
 // dialog or opens an http or https address on the desktop, and any other address loads only under an
 // allowed prefix. A page that does not load closes the dialog. The dialog appears a second after it was
 // asked for, so the page has time to arrive; a page that fails before then is never seen.
@@ -45,8 +45,10 @@ class KWebDialog : public QDialog {
     // Hides the dialog and forgets its parent; nothing more loads.
     void closeDialog();
     void cancelTapped() { closeDialog(); }
-    // Whether a navigation to `url` should load as a page; acts on the private scheme.
-    bool shouldStartLoadWithRequest(const QUrl& url);
+    // Whether a navigation of `view` to `request` should load as a page; acts on the private scheme.
+    bool webView(KWebView& view, const QUrl& request, int navigationType = 0);
+    // A page of `view` did not load (`error` says why): the dialog closes.
+    void webView(KWebView& view, const QString& error);
     void jsCloseDialog() { closeDialog(); }
     // Hands `address` to openExternally when it is an http or https address; closes the dialog either way.
     void jsOpenURL(const QString& address);
@@ -60,8 +62,8 @@ class KWebDialog : public QDialog {
     // The most images one page may load.
     int maxImages = 32;
 
-    KWebView* webView() const { return webView_; }
-    QWidget* modalParent() const { return modalParent_; }
+    KWebView* webView() const { return _webView; }
+    QWidget* modalParent() const { return _modalParent; }
     // The page shown, empty before one arrived.
     const QUrl& pageUrl() const { return pageUrl_; }
     bool isClosed() const { return closed_; }
@@ -71,12 +73,11 @@ class KWebDialog : public QDialog {
   private:
     void loadPage(const QUrl& url);
     void pageArrived(const QUrl& url, const QByteArray& body);
-    void webViewDidFailLoad();
     void fetchImage(const QUrl& url);
 
     QStringList allowedPrefixes_;
-    KWebView* webView_ = nullptr;
-    QPointer<QWidget> modalParent_;
+    KWebView* _webView = nullptr;
+    QPointer<QWidget> _modalParent;
     QUrl pageUrl_;
     QString html_;
     QSet<QUrl> requestedImages_;
