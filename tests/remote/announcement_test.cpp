@@ -7,6 +7,7 @@
 
 #include "LoopbackHttpServer.h"
 #include "RemoteTestSupport.h"
+#include "remote/KAsyncWebRequest.h"
 #include "remote/KWebAlert.h"
 #include "remote/RemoteEndpoints.h"
 #include "remote/WebFetch.h"
@@ -318,6 +319,33 @@ TEST_F(FetchTest, OnlyHttpAddressesAreFetched) {
     ASSERT_TRUE(waitFor([&] { return result.has_value(); }));
     EXPECT_FALSE(result->succeeded);
     EXPECT_TRUE(result->data.isEmpty());
+}
+
+TEST_F(FetchTest, GeneralRequestPostsItsFormInAsciiAndGetsTheAnswer) {
+    server.answer("/form", LoopbackAnswer::plain("thanks"));
+    KAsyncWebRequest request;
+    request.network = &network;
+    request.tag = 7;
+    int completions = 0;
+    request.setOnCompleteDelegate([&](KAsyncWebRequest& r) {
+        ++completions;
+        EXPECT_EQ(r.tag, 7);
+    });
+    request.makePostRequest(QUrl(server.url("/form")), QString::fromUtf8("name=Zo\u00eb&n=1"));
+    ASSERT_TRUE(waitFor([&] { return completions == 1; }));
+    EXPECT_TRUE(request.succeeded);
+    EXPECT_EQ(request.receivedData, "thanks");
+    ASSERT_EQ(server.requests().size(), 1);
+    EXPECT_EQ(server.requests()[0].method, "POST");
+    EXPECT_EQ(server.requests()[0].body, "name=Zo?&n=1");
+
+    request.limits.timeoutMs = 200;
+    server.answer("/silent", LoopbackAnswer::of(LoopbackAnswer::Kind::Never));
+    request.makeGetRequest(QUrl(server.url("/silent")));
+    ASSERT_TRUE(waitFor([&] { return completions == 2; }));
+    EXPECT_FALSE(request.succeeded);
+    EXPECT_TRUE(request.receivedData.isEmpty());
+    EXPECT_EQ(request.error, "timed out");
 }
 
 class AlertOverNetworkTest : public ::testing::Test {
