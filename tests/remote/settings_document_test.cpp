@@ -113,7 +113,7 @@ TEST_F(SettingsLoadTest, LoadsAtTheEndOfTheSettingsStoresLoadAndAnnouncesIt) {
 
 TEST_F(SettingsLoadTest, FailedFetchLeavesItUnloadedAndSilent) {
     QSignalSpy loaded(&settings, &RemoteSettings::remoteSettingsLoaded);
-    server.answer("/broken.json", LoopbackAnswer::plain("{\"showPromotion\": tru"));
+    server.answer("/broken.json", LoopbackAnswer::plain("{\"showPromotion\": true, \"promotionMinRuntime\": 9"));
     server.answer("/huge.json", LoopbackAnswer::of(LoopbackAnswer::Kind::Huge));
     server.answer("/silent.json", LoopbackAnswer::of(LoopbackAnswer::Kind::Never));
     for (const char* path : {"/broken.json", "/huge.json", "/silent.json", "/missing.json"}) {
@@ -121,9 +121,14 @@ TEST_F(SettingsLoadTest, FailedFetchLeavesItUnloadedAndSilent) {
         settings.load(server.url(path));
         ASSERT_TRUE(waitFor([&] { return server.closedConnections() > closed; })) << path;
     }
-    QTest::qWait(0);
     EXPECT_FALSE(settings.isLoaded());
-    EXPECT_EQ(loaded.count(), 0);
+    // A good document after them is the first and only one announced.
+    server.answer("/good.json", LoopbackAnswer::plain(R"({"promotionMinRuntime": 5})"));
+    settings.load(server.url("/good.json"));
+    ASSERT_TRUE(waitFor([&] { return loaded.count() > 0; }));
+    EXPECT_EQ(loaded.count(), 1);
+    EXPECT_FALSE(settings.showPromotion());
+    EXPECT_EQ(settings.promotionMinRuntime(), 5);
 }
 
 }  // namespace
