@@ -37,6 +37,7 @@
 #include "shell/QuitSignals.h"
 #include "shell/SingleInstance.h"
 #include "shell/TouchReplay.h"
+#include "shell/UsageWiring.h"
 
 namespace {
 
@@ -122,6 +123,8 @@ int main(int argc, char** argv) {
     // Settings first: everything after reads them.
     if (const QString settings = option(args, "--settings"); !settings.isEmpty())
         setDefaultsStorePath(settings);
+    // The remote settings document (when the deployment names one) loads with the settings.
+    if (!demo) loadRemoteSettingsWithSettings();
     FoliantGlobals& globals = FoliantGlobals::shared();
 
     QString booksDir = option(args, "--books");
@@ -193,8 +196,12 @@ int main(int argc, char** argv) {
         QApplication::quit();
     });
 
+    // Run time, counters and start-up messages; a demo's use is not the user's.
+    std::unique_ptr<UsageWiring> usage;
+    if (!demo) usage = std::make_unique<UsageWiring>(editor, globals, steadyClock);
     window.resize(600, 750);
     window.show();
+    if (usage) QTimer::singleShot(0, usage.get(), [&usage] { usage->viewDidAppear(); });
     editor.startDisplayLink();
     QString bookPath;
     bool scriptStarted = false;

@@ -601,6 +601,7 @@ void FoliantGlobals::loadSettings() {
         const QVariant stored = store.value(row.key);
         row.access.read(*this, ReadContext{stored, row.fallback, store, now});
     }
+    if (didLoadSettings) didLoadSettings(*this);
 }
 
 bool FoliantGlobals::saveSettings() {

@@ -9,6 +9,7 @@
 #include <QVariant>
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -107,8 +108,11 @@ class FoliantGlobals : public QObject {
 
     void initColors();
     // Reads every persisted preference from the store; a missing or unreadable value gives that key's
-    // default and disturbs no other. Announces nothing.
+    // default and disturbs no other. Announces nothing, then calls didLoadSettings.
     void loadSettings();
+    // Called at the end of every loadSettings (the remote settings document starts loading there); set it
+    // before the first instance is made.
+    static inline std::function<void(FoliantGlobals&)> didLoadSettings;
     // Writes every persisted preference, then forces the store to disk. False when the store could not be
     // written.
     bool saveSettings();

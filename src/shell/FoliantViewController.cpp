@@ -6,6 +6,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "remote/FLDiagnostics.h"
 #include "shell/pages/PageIcons.h"
 #include "shell/palette/EyeDropperBar.h"
 
@@ -204,7 +205,9 @@ void FoliantViewController::makePageNavigator() {
 }
 
 void FoliantViewController::nextPageButtonTapped() {
+    const std::size_t pagesBefore = book() ? book()->pages().size() : 0;
     if (pageNavigator_) pageNavigator_->nextPageButtonTapped();
+    if (diagnostics && book() && book()->pages().size() > pagesBefore) diagnostics->didAddPage();
 }
 
 void FoliantViewController::previousPageButtonTapped() {

@@ -23,6 +23,7 @@
 namespace velumen {
 
 class EyeDropperBar;
+class FLDiagnostics;
 
 class FoliantViewController : public QWidget,
                               public FoliantDocumentDelegate,
@@ -143,6 +144,13 @@ class FoliantViewController : public QWidget,
     // ---- Pages ----
     void nextPageButtonTapped();
     void previousPageButtonTapped();
+
+    // ---- Usage ----
+    // The counters the commands raise (none while null), and what else goes with resigning active and
+    // becoming active (the run time's stop and start); set by the notebook.
+    FLDiagnostics* diagnostics = nullptr;
+    std::function<void()> usageWillResignActive;
+    std::function<void()> usageDidBecomeActive;
 
     // The settings of touch input (palm rejection, the stylus, the wrist guard, edge swipes).
     void showInputSettings();

@@ -3,6 +3,7 @@
 #include <QFileInfo>
 #include <QTimer>
 
+#include "remote/FLDiagnostics.h"
 #include "render/KGLUtils.h"
 #include "shell/FoliantViewController.h"
 
@@ -201,6 +202,7 @@ void FoliantViewController::lockDocument() {
     if (!document_ || !session_.book()) return;
     dismissPopovers();
     if (session_.isEyeDropPickingColor()) eyeDropperDoneTapped();
+    if (diagnostics) diagnostics->didLockBook();
     setEnabled(false);
     session_.book()->setIsLocked(true);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);
@@ -254,10 +256,12 @@ void FoliantViewController::applicationWillResignActive() {
         session_.globals.defaults().setObject(FoliantGlobals::kActiveFileName, fileName_);
         session_.globals.defaults().synchronize();
     }
+    if (usageWillResignActive) usageWillResignActive();
 }
 
 void FoliantViewController::applicationDidBecomeActive() {
     isApplicationSuspended_ = false;
+    if (usageDidBecomeActive) usageDidBecomeActive();
     redrawAllLines();
 }
 
