@@ -88,7 +88,9 @@ std::optional<RgbaImage> readTracegrabPicture(QIODevice* device, int limit, std:
         const QSize fit = sizeFittingLimit(raw, limit);
         if (fit != raw) {
             const std::int64_t bytes = std::int64_t{raw.width()} * raw.height() * 4;
-            if (reader.supportsOption(QImageIOHandler::ScaledSize)) {
+            // JPEG is decoded at a fraction of its size by the codec itself; the other readers that take a
+            // scaled size decode the whole picture first.
+            if (reader.format() == "jpeg" && reader.supportsOption(QImageIOHandler::ScaledSize)) {
                 reader.setScaledSize(fit);
             } else if (bytes > kMaxFullDecodeBytes) {
                 why = decimal(raw.width()) + " x " + decimal(raw.height()) +
