@@ -12,45 +12,16 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
-#include <thread>
 #include <vector>
+
+#include "imagetoink/Bands.h"
 
 namespace velumen {
 
 namespace {
 
-// Pictures below this many pixels are filtered on the calling thread alone.
-constexpr std::size_t kPixelsPerThread = 1 << 18;
-constexpr unsigned kMaxThreads = 8;
-
-unsigned threadCountFor(std::size_t pixels, int height, unsigned asked) {
-    unsigned n = asked;
-    if (n == 0) {
-        n = std::max(1u, std::thread::hardware_concurrency());
-        n = std::min<unsigned>(n, static_cast<unsigned>(pixels / kPixelsPerThread) + 1);
-    }
-    n = std::min({n, kMaxThreads, static_cast<unsigned>(std::max(height, 1))});
-    return std::max(1u, n);
-}
-
-// Runs fn(firstRow, endRow) over `threads` bands of [0, height); the calling thread takes the first band.
-template <class Fn>
-void forEachBand(int height, unsigned threads, const Fn& fn) {
-    if (threads <= 1) {
-        fn(0, height);
-        return;
-    }
-    std::vector<std::thread> workers;
-    workers.reserve(threads - 1);
-    const auto bandStart = [&](unsigned k) {
-        return static_cast<int>(static_cast<long long>(height) * k / threads);
-    };
-    for (unsigned k = 1; k < threads; ++k)
-        workers.emplace_back([&fn, from = bandStart(k), to = bandStart(k + 1)] { fn(from, to); });
-    fn(0, bandStart(1));
-    for (std::thread& t : workers)
-        t.join();
-}
+using bands::forEachBand;
+using bands::threadCountFor;
 
 // round(sum / n) for window sums of n bytes. n is odd, so no quotient lies halfway, and the rounded quotient
 // is floor((sum + (n - 1) / 2) / n).
@@ -236,14 +207,14 @@ void blurWith(const RgbaImage& source, int radius, const Mean& mean, unsigned th
     // Every byte is written before it is read.
     const auto horizontal = std::make_unique_for_overwrite<std::uint8_t[]>(source.bytes.size());
     const unsigned bands = threadCountFor(source.pixelCount(), source.height, threads);
-    forEachBand(source.height, bands, [&](int from, int to) {
+    forEachBand(source.height, bands, [&](unsigned, int from, int to) {
         std::vector<Sum> totals;
         for (int y = from; y < to; ++y)
             horizontalRow<Sum>(source.bytes.data() + static_cast<std::size_t>(y) * stride,
                                horizontal.get() + static_cast<std::size_t>(y) * stride, source.width, radius, mean,
                                totals);
     });
-    forEachBand(source.height, bands, [&](int from, int to) {
+    forEachBand(source.height, bands, [&](unsigned, int from, int to) {
         verticalBand<Sum>(horizontal.get(), source.width, source.height, radius, mean, from, to, emit);
     });
 }

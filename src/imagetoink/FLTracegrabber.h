@@ -33,7 +33,7 @@ class FLTracegrabber {
     static int colorLevel(std::uint8_t c) { return (c * 191) >> 13; }
     // The bucket of a foreground pixel's colour: 36 q(r) + 6 q(g) + q(b) when its saturation (max - min) /
     // max, in float, is at least 0.2; otherwise 0, 43 or 86 by (g / 86) x 43 for a green byte below 215, and
-    // the white corner 215 from there up.
+    // the white corner 215 from there up. The saturation test is a table made once from that float formula.
     static int bucketOf(std::uint8_t r, std::uint8_t g, std::uint8_t b);
     // The colour a bucket stands for: level / 5 in each channel, alpha 0.5.
     static KColor bucketColor(int bucket);
@@ -69,11 +69,15 @@ class FLTracegrabber {
     float targetWidth() const { return targetWidth_; }
     void setTargetWidth(float width) { targetWidth_ = width; }
 
+    // The threads the mask and the passes may use: 0 lets the picture's size decide.
+    void setThreadCount(unsigned count) { threadCount_ = count; }
+
   private:
     std::optional<RgbaImage> image_;
     std::vector<std::uint8_t> imageData_;
     std::vector<std::uint8_t> maskImageData_;
     float targetWidth_ = kDefaultTargetWidth;
+    unsigned threadCount_ = 0;
 };
 
 }  // namespace velumen

@@ -242,6 +242,27 @@ TEST(TracegrabberBuckets, SaturatedColoursUseTheCubeAndGreysTheGreenByte) {
     EXPECT_EQ(rgba(FLTracegrabber::bucketColor(86)), (std::vector<double>{0.4, 0.4, 0.4, 0.5}));
 }
 
+// The bucket as the rules state it, with the saturation computed in float for each colour.
+int referenceBucket(int r, int g, int b) {
+    const float channels[3] = {r / 255.0f, g / 255.0f, b / 255.0f};
+    const float hi = *std::max_element(channels, channels + 3), lo = *std::min_element(channels, channels + 3);
+    const float saturation = (hi == lo || hi == 0.0f) ? 0.0f : (hi - lo) / hi;
+    if (saturation >= 0.2f) {
+        const auto level = [](int c) { return static_cast<int>(std::floor(c * 191.0 / 8192.0)); };
+        return 36 * level(r) + 6 * level(g) + level(b);
+    }
+    return g < 215 ? (g / 86) * 43 : 215;
+}
+
+TEST(TracegrabberBuckets, EveryColourGoesToTheBucketTheRulesGive) {
+    for (int r = 0; r < 256; ++r)
+        for (int g = 0; g < 256; ++g)
+            for (int b = 0; b < 256; ++b)
+                if (FLTracegrabber::bucketOf(static_cast<std::uint8_t>(r), static_cast<std::uint8_t>(g),
+                                             static_cast<std::uint8_t>(b)) != referenceBucket(r, g, b))
+                    FAIL() << r << "," << g << "," << b;
+}
+
 // ---- The two passes ----
 
 struct ExpectedPoint {
@@ -264,16 +285,7 @@ std::map<int, std::vector<ExpectedPoint>> slowConversion(const RgbaImage& pictur
                 foreground = foreground || mask[i + c] < threshold;
             if (!foreground) continue;
             const std::uint8_t* p = picture.pixel(x, y);
-            const float channels[3] = {p[0] / 255.0f, p[1] / 255.0f, p[2] / 255.0f};
-            const float hi = *std::max_element(channels, channels + 3), lo = *std::min_element(channels, channels + 3);
-            const float saturation = (hi == lo || hi == 0.0f) ? 0.0f : (hi - lo) / hi;
-            int bucket;
-            if (saturation >= 0.2f) {
-                const auto level = [](int c) { return static_cast<int>(std::floor(c * 191.0 / 8192.0)); };
-                bucket = 36 * level(p[0]) + 6 * level(p[1]) + level(p[2]);
-            } else {
-                bucket = p[1] < 215 ? (p[1] / 86) * 43 : 215;
-            }
+            const int bucket = referenceBucket(p[0], p[1], p[2]);
             if (bucket == 215) continue;
             runs[bucket].push_back({static_cast<float>(x) * s, static_cast<float>(y) * s, 2.0f * s});
         }
@@ -304,6 +316,8 @@ TEST(Tracegrabber, TwoPassesMatchASlowIndependentVersionOnRandomPictures) {
         const RgbaImage picture = randomPicture(rng, side(rng), side(rng), round % 3 == 0);
         FLTracegrabber grabber;
         grabber.setTargetWidth(widths[round % 4]);
+        // Bands of rows on several threads must give the very same runs.
+        grabber.setThreadCount(1 + round % 3);
         grabber.setImage(picture);
         // Several thresholds on the same object: each run rewrites the scratch bytes it reads.
         for (int t = 0; t < 3; ++t) {
