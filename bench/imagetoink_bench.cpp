@@ -34,7 +34,8 @@ QImage photoLike(int width, int height) {
     const double unit = width / 1280.0;
     painter.setPen(QPen(QColor(90, 90, 95), 3 * unit));
     for (int i = 0; i < 40; ++i)
-        painter.drawLine(QPointF(60 * unit, (40 + i * 30) * unit), QPointF((600 + (i * 37) % 600) * unit, (60 + i * 29) * unit));
+        painter.drawLine(QPointF(60 * unit, (40 + i * 30) * unit),
+                         QPointF((600 + (i * 37) % 600) * unit, (60 + i * 29) * unit));
     painter.setPen(QPen(QColor(200, 30, 40), 5 * unit));
     painter.drawEllipse(QPointF(900 * unit, 500 * unit), 250 * unit, 180 * unit);
     painter.setPen(QPen(QColor(30, 60, 190), 4 * unit));
@@ -138,11 +139,14 @@ int main(int argc, char** argv) {
     return velumen::bench::runAndReport(
         argc, argv,
         {
-            {"mask of 1280 x 1280 (ms) / memcpy of its bytes", "BM_Mask1280/real_time", "BM_Memcpy1280", "<= 10"},
-            {"mask of 1280 x 1280, one thread (ms) / memcpy", "BM_Mask1280OneThread", "BM_Memcpy1280", "<= 10"},
-            {"ink at threshold 118, 1280 x 1280 (ms) / memcpy", "BM_PointSetsAtDefaultThreshold1280/real_time", "BM_Memcpy1280",
-             "<= 4"},
-            {"12 MP JPEG to ink on a page (ms) / memcpy of 12 MP", "BM_TwelveMegapixelJpegToInkOnPage/real_time",
-             "BM_Memcpy12Megapixels", "(goal: measured < 500 ms)"},
+            {"mask of 1280 x 1280 (ms) / memcpy of its bytes", "BM_Mask1280/real_time", "BM_Memcpy1280",
+             "<= 10"},
+            {"mask of 1280 x 1280, one thread (ms) / memcpy", "BM_Mask1280OneThread", "BM_Memcpy1280",
+             "<= 10"},
+            {"ink at threshold 118, 1280 x 1280 (ms) / memcpy",
+             "BM_PointSetsAtDefaultThreshold1280/real_time", "BM_Memcpy1280", "<= 4"},
+            {"12 MP JPEG to ink on a page (ms) / memcpy of 12 MP",
+             "BM_TwelveMegapixelJpegToInkOnPage/real_time", "BM_Memcpy12Megapixels",
+             "(goal: measured < 500 ms)"},
         });
 }

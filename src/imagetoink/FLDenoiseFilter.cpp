@@ -15,7 +15,9 @@ struct Rgb {
     float r, g, b;
 };
 
-float lum(const Rgb& c) { return 0.3f * c.r + 0.59f * c.g + 0.11f * c.b; }
+float lum(const Rgb& c) {
+    return 0.3f * c.r + 0.59f * c.g + 0.11f * c.b;
+}
 
 Rgb clipColor(Rgb c) {
     const float l = lum(c);
@@ -33,7 +35,9 @@ Rgb setLum(const Rgb& c, float l) {
     return clipColor({c.r + d, c.g + d, c.b + d});
 }
 
-std::uint8_t toByte(float v) { return static_cast<std::uint8_t>(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f)); }
+std::uint8_t toByte(float v) {
+    return static_cast<std::uint8_t>(std::lround(std::clamp(v, 0.0f, 1.0f) * 255.0f));
+}
 
 }  // namespace
 

@@ -54,8 +54,8 @@ struct ShortMean {
     }
     std::uint8_t operator()(std::uint16_t sum) const {
         const auto v = static_cast<std::uint16_t>(sum + half);
-        return static_cast<std::uint8_t>(static_cast<std::uint16_t>((static_cast<std::uint32_t>(v) * multiplier) >> 16) >>
-                                         shift);
+        return static_cast<std::uint8_t>(
+            static_cast<std::uint16_t>((static_cast<std::uint32_t>(v) * multiplier) >> 16) >> shift);
     }
 };
 
@@ -64,14 +64,15 @@ struct LongMean {
     float inverse;
     bool exactInFloat;
     explicit LongMean(int samples)
-        : n(static_cast<std::uint32_t>(samples)), inverse(1.0f / static_cast<float>(samples)),
+        : n(static_cast<std::uint32_t>(samples)),
+          inverse(1.0f / static_cast<float>(samples)),
           exactInFloat(samples <= kFloatMeanLimit) {}
 };
 
 // `count` means of window sums into bytes: out[i] = round(sumAt(i) / n). The 16-bit form reads each sum as
 // hi[i] - lo[i] (modulo 2^16; lo may be null for 0).
-void storeMeans(std::uint8_t* __restrict out, std::size_t count, const ShortMean& mean, const std::uint16_t* hi,
-                const std::uint16_t* lo) {
+void storeMeans(std::uint8_t* __restrict out, std::size_t count, const ShortMean& mean,
+                const std::uint16_t* hi, const std::uint16_t* lo) {
     const std::uint16_t half = mean.half, multiplier = mean.multiplier;
     const int shift = mean.shift;
     std::size_t i = 0;
@@ -98,7 +99,8 @@ void storeMeans(std::uint8_t* __restrict out, std::size_t count, const LongMean&
     if (mean.exactInFloat) {
         const float inverse = mean.inverse;
         for (std::size_t i = 0; i < count; ++i)
-            out[i] = static_cast<std::uint8_t>(static_cast<int>(static_cast<float>(sumAt(i)) * inverse + 0.5f));
+            out[i] =
+                static_cast<std::uint8_t>(static_cast<int>(static_cast<float>(sumAt(i)) * inverse + 0.5f));
     } else {
         for (std::size_t i = 0; i < count; ++i)
             out[i] = static_cast<std::uint8_t>((sumAt(i) + mean.n / 2) / mean.n);
@@ -169,8 +171,9 @@ void horizontalRow(const std::uint8_t* in, std::uint8_t* out, int width, int r, 
     if constexpr (std::is_same_v<Sum, std::uint16_t>)
         storeMeans(out, static_cast<std::size_t>(width) * 4, mean, totalsAt + span, totalsAt);
     else
-        storeMeans(out, static_cast<std::size_t>(width) * 4, mean,
-                   [totalsAt, span](std::size_t i) { return static_cast<Sum>(totalsAt[i + span] - totalsAt[i]); });
+        storeMeans(out, static_cast<std::size_t>(width) * 4, mean, [totalsAt, span](std::size_t i) {
+            return static_cast<Sum>(totalsAt[i + span] - totalsAt[i]);
+        });
 }
 
 // Rows [from, to) of the vertical mean of `rows`, each finished row handed to emit(y, row).
@@ -180,7 +183,9 @@ void verticalBand(const std::uint8_t* rows, int width, int height, int r, const 
     const std::size_t stride = static_cast<std::size_t>(width) * 4;
     std::vector<Sum> sum(stride, 0);
     std::vector<std::uint8_t> row(stride);
-    const auto rowAt = [&](int y) { return rows + static_cast<std::size_t>(std::clamp(y, 0, height - 1)) * stride; };
+    const auto rowAt = [&](int y) {
+        return rows + static_cast<std::size_t>(std::clamp(y, 0, height - 1)) * stride;
+    };
     Sum* __restrict s = sum.data();
     for (int k = -r; k <= r; ++k) {
         const std::uint8_t* __restrict in = rowAt(from + k);
@@ -211,8 +216,8 @@ void blurWith(const RgbaImage& source, int radius, const Mean& mean, unsigned th
         std::vector<Sum> totals;
         for (int y = from; y < to; ++y)
             horizontalRow<Sum>(source.bytes.data() + static_cast<std::size_t>(y) * stride,
-                               horizontal.get() + static_cast<std::size_t>(y) * stride, source.width, radius, mean,
-                               totals);
+                               horizontal.get() + static_cast<std::size_t>(y) * stride, source.width, radius,
+                               mean, totals);
     });
     forEachBand(source.height, bands, [&](unsigned, int from, int to) {
         verticalBand<Sum>(horizontal.get(), source.width, source.height, radius, mean, from, to, emit);
@@ -250,7 +255,8 @@ void blendRow(const std::uint8_t* __restrict source, const std::uint8_t* __restr
             const __m128i sv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + i));
             const __m128i bv = _mm_loadu_si128(reinterpret_cast<const __m128i*>(blurred + i));
             const __m128i average = _mm_avg_epu8(sv, _mm_xor_si128(bv, ones));
-            const __m128i m = _mm_or_si128(_mm_andnot_si128(alphaBytes, average), _mm_and_si128(alphaBytes, sv));
+            const __m128i m =
+                _mm_or_si128(_mm_andnot_si128(alphaBytes, average), _mm_and_si128(alphaBytes, sv));
             _mm_storeu_si128(reinterpret_cast<__m128i*>(mask + i), m);
         }
 #endif
@@ -301,10 +307,11 @@ RgbaImage FLHighPassFilter::imageByFilteringImage(const RgbaImage& source, unsig
     if (source.isEmpty()) return {};
     RgbaImage out(source.width, source.height);
     const std::size_t stride = static_cast<std::size_t>(source.width) * 4;
-    blurInto(source, normalizedBlurRadius(blurRadiusInPixels_), threads, [&](int y, const std::uint8_t* blurred) {
-        blendRow(source.bytes.data() + static_cast<std::size_t>(y) * stride, blurred,
-                 out.bytes.data() + static_cast<std::size_t>(y) * stride, stride);
-    });
+    blurInto(source, normalizedBlurRadius(blurRadiusInPixels_), threads,
+             [&](int y, const std::uint8_t* blurred) {
+                 blendRow(source.bytes.data() + static_cast<std::size_t>(y) * stride, blurred,
+                          out.bytes.data() + static_cast<std::size_t>(y) * stride, stride);
+             });
     return out;
 }
 

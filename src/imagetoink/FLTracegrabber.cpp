@@ -1,6 +1,8 @@
 // The two passes of the conversion: the first sorts each foreground pixel into its bucket, noting the bucket
 // in the pixel's alpha byte and counting it; the runs are then made at their exact lengths, and the second
-// pass only writes points. Background pixels are marked with 255, above every bucket that makes ink.
+// pass only writes points. Background pixels are marked with 255, above every bucket that makes ink. Both
+// passes pass over stretches of paper sixteen pixels at a time, and large pictures go in bands of rows on
+// several threads, each band counting for itself and then filling from where the bands above it end.
 #include "imagetoink/FLTracegrabber.h"
 
 #include <algorithm>
@@ -50,8 +52,9 @@ const SaturationLimits& saturationLimits() {
 inline int bucketWith(const SaturationLimits& limits, std::uint8_t r, std::uint8_t g, std::uint8_t b) {
     const std::uint8_t high = std::max({r, g, b});
     const std::uint8_t low = std::min({r, g, b});
-    if (low < limits.minBelow[high]) return 36 * FLTracegrabber::colorLevel(r) + 6 * FLTracegrabber::colorLevel(g) +
-                                            FLTracegrabber::colorLevel(b);
+    if (low < limits.minBelow[high])
+        return 36 * FLTracegrabber::colorLevel(r) + 6 * FLTracegrabber::colorLevel(g) +
+               FLTracegrabber::colorLevel(b);
     return g < 215 ? (g / 86) * 43 : FLTracegrabber::kWhiteBucket;
 }
 
@@ -81,8 +84,8 @@ RgbaImage FLTracegrabber::getMaskImage() const {
 }
 
 std::vector<std::uint8_t> FLTracegrabber::getImageDataFromImage(const RgbaImage& image) {
-    return std::vector<std::uint8_t>(image.bytes.begin(),
-                                     image.bytes.begin() + static_cast<std::ptrdiff_t>(image.pixelCount() * 4));
+    return std::vector<std::uint8_t>(
+        image.bytes.begin(), image.bytes.begin() + static_cast<std::ptrdiff_t>(image.pixelCount() * 4));
 }
 
 std::optional<RgbaImage> FLTracegrabber::previewImageWithThreshold(std::uint8_t threshold) const {
@@ -126,7 +129,8 @@ KVSPointSetArrayPtr FLTracegrabber::pointSetsWithThreshold(std::uint8_t threshol
     };
     const int columns = w - 1;
     const int rows = h - 1;
-    const unsigned bandCount = bands::threadCountFor(image_->pixelCount() / kPixelsPerPassThreadFactor, rows, threadCount_);
+    const unsigned bandCount =
+        bands::threadCountFor(image_->pixelCount() / kPixelsPerPassThreadFactor, rows, threadCount_);
     std::vector<Counts> bandCounts(bandCount, Counts{});
     bands::forEachBand(rows, bandCount, [&](unsigned band, int from, int to) {
         Counts& counts = bandCounts[band];
@@ -143,14 +147,17 @@ KVSPointSetArrayPtr FLTracegrabber::pointSetsWithThreshold(std::uint8_t threshol
                 __m128i below[kChunk / 4];
                 __m128i anyBelow = _mm_setzero_si128();
                 for (int k = 0; k < kChunk / 4; ++k) {
-                    const __m128i m = _mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + (x + 4 * k) * 4));
+                    const __m128i m =
+                        _mm_loadu_si128(reinterpret_cast<const __m128i*>(mask + (x + 4 * k) * 4));
                     // t - m saturates to 0 exactly when m is at or above t.
                     below[k] = _mm_and_si128(_mm_subs_epu8(thresholds, m), colourBytes);
                     anyBelow = _mm_or_si128(anyBelow, below[k]);
                 }
-                const bool allPaper = _mm_movemask_epi8(_mm_cmpeq_epi8(anyBelow, _mm_setzero_si128())) == 0xFFFF;
+                const bool allPaper =
+                    _mm_movemask_epi8(_mm_cmpeq_epi8(anyBelow, _mm_setzero_si128())) == 0xFFFF;
                 for (int k = 0; k < kChunk / 4; ++k) {
-                    if (allPaper || _mm_movemask_epi8(_mm_cmpeq_epi8(below[k], _mm_setzero_si128())) == 0xFFFF) {
+                    if (allPaper ||
+                        _mm_movemask_epi8(_mm_cmpeq_epi8(below[k], _mm_setzero_si128())) == 0xFFFF) {
                         auto* at = reinterpret_cast<__m128i*>(pixel + (x + 4 * k) * 4);
                         _mm_storeu_si128(at, _mm_or_si128(_mm_loadu_si128(at), alphaBytes));
                         continue;
@@ -211,9 +218,12 @@ KVSPointSetArrayPtr FLTracegrabber::pointSetsWithThreshold(std::uint8_t threshol
                 int inked[kChunk / 4];
                 int anyInked = 0;
                 for (int k = 0; k < kChunk / 4; ++k) {
-                    const __m128i p = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixel + (x + 4 * k) * 4));
+                    const __m128i p =
+                        _mm_loadu_si128(reinterpret_cast<const __m128i*>(pixel + (x + 4 * k) * 4));
                     // alpha - 214 saturates to 0 exactly when alpha is at most 214.
-                    inked[k] = _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_subs_epu8(p, limit), _mm_setzero_si128())) & 0x8888;
+                    inked[k] =
+                        _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_subs_epu8(p, limit), _mm_setzero_si128())) &
+                        0x8888;
                     anyInked |= inked[k];
                 }
                 if (!anyInked) continue;

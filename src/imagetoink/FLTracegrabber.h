@@ -43,13 +43,14 @@ class FLTracegrabber {
     const RgbaImage* image() const { return image_ ? &*image_ : nullptr; }
     // The high-pass mask of the stored picture (empty without one).
     RgbaImage getMaskImage() const;
-    // The picture's bytes in the conversion's layout: red, green, blue, premultiplied alpha, 4 x width bytes a
-    // row. The picture is already in that layout: this is a copy that the conversion may scribble on.
+    // The picture's bytes in the conversion's layout: red, green, blue, premultiplied alpha, 4 x width bytes
+    // a row. The picture is already in that layout: this is a copy that the conversion may scribble on.
     static std::vector<std::uint8_t> getImageDataFromImage(const RgbaImage& image);
     const std::vector<std::uint8_t>& imageData() const { return imageData_; }
     const std::vector<std::uint8_t>& maskImageData() const { return maskImageData_; }
 
-    // A pixel is foreground when one of the red, green and blue bytes of its mask pixel is below the threshold.
+    // A pixel is foreground when one of the red, green and blue bytes of its mask pixel is below the
+    // threshold.
     static bool isForeground(const std::uint8_t* maskPixel, std::uint8_t threshold) {
         return maskPixel[0] < threshold || maskPixel[1] < threshold || maskPixel[2] < threshold;
     }

@@ -46,7 +46,8 @@ EditorWindow::EditorWindow(QWidget* parent) : QWidget(parent) {
     settingsAction = command("Touch and Stylus Settings\u2026", "Palm rejection, the stylus, the wrist guard, swipes",
                              QKeySequence::Preferences);
     settingsAction->setShortcuts({QKeySequence::Preferences, QKeySequence("Ctrl+,")});
-    convertPictureAction = command("Convert Picture To Ink\u2026", "Turn a picture of a drawing into ink on this page", {});
+    convertPictureAction =
+        command("Convert Picture To Ink\u2026", "Turn a picture of a drawing into ink on this page", {});
     const char* penNames[] = {"Eraser", "Fountain Pen", "Pencil", "Brush", "Highlighter"};
     const char* penKeys[] = {"E", "1", "2", "3", "4"};
     for (int i = 0; i < 5; ++i)

@@ -40,7 +40,8 @@ NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
     edit->addAction(commands.unlockAction);
     edit->addAction(commands.convertPictureAction);
     connect(commands.convertPictureAction, &QAction::triggered, &editor, [&editor] {
-        convertPictureToInk(&editor, editor.session(), [&editor](EditorEffects effects) { editor.applyEffects(effects); });
+        convertPictureToInk(&editor, editor.session(),
+                            [&editor](EditorEffects effects) { editor.applyEffects(effects); });
     });
     QMenu* pens = menuBar()->addMenu("P&ens");
     for (QAction* pen : commands.penActions)

@@ -18,9 +18,12 @@ namespace {
 
 constexpr std::uint8_t kDefaultThreshold = 118;
 
-std::vector<double> rgba(const KColor& c) { return {c.r, c.g, c.b, c.a}; }
+std::vector<double> rgba(const KColor& c) {
+    return {c.r, c.g, c.b, c.a};
+}
 
-void setPixel(RgbaImage& image, int x, int y, std::uint8_t r, std::uint8_t g, std::uint8_t b, std::uint8_t a = 255) {
+void setPixel(RgbaImage& image, int x, int y, std::uint8_t r, std::uint8_t g, std::uint8_t b,
+              std::uint8_t a = 255) {
     std::uint8_t* p = image.pixel(x, y);
     p[0] = r;
     p[1] = g;
@@ -91,7 +94,8 @@ RgbaImage referenceMask(const RgbaImage& s, int r) {
             const double m = b[3] / 255.0 * 0.5;
             for (int c = 0; c < 3; ++c) {
                 const double source = s.pixel(x, y)[c] / 255.0, inverted = 1.0 - b[c] / 255.0;
-                mask.pixel(x, y)[c] = static_cast<std::uint8_t>(std::lround((source * (1 - m) + inverted * m) * 255));
+                mask.pixel(x, y)[c] =
+                    static_cast<std::uint8_t>(std::lround((source * (1 - m) + inverted * m) * 255));
             }
             mask.pixel(x, y)[3] = s.pixel(x, y)[3];
         }
@@ -99,7 +103,7 @@ RgbaImage referenceMask(const RgbaImage& s, int r) {
 }
 
 TEST(HighPassFilter, RadiusIsNormalisedFromItsHalves) {
-    const std::vector<std::pair<double, int>> cases{{5.0, 6}, {4.2, 4}, {2.0, 2}, {1.0, 2}, {0.9, 0},
+    const std::vector<std::pair<double, int>> cases{{5.0, 6}, {4.2, 4}, {2.0, 2},  {1.0, 2}, {0.9, 0},
                                                     {0.4, 0}, {0.0, 0}, {-3.0, 0}, {NAN, 0}, {7.0, 8}};
     for (const auto& [radius, expected] : cases)
         EXPECT_EQ(normalizedBlurRadius(radius), expected) << radius;
@@ -111,7 +115,8 @@ TEST(HighPassFilter, RadiusIsNormalisedFromItsHalves) {
 
 TEST(HighPassFilter, MaskIsWithinOneLevelOfThePlainArithmeticOnRandomPictures) {
     std::mt19937 rng(7);
-    const std::vector<std::pair<int, int>> sizes{{1, 1}, {1, 17}, {23, 1}, {5, 5}, {13, 13}, {40, 31}, {97, 64}};
+    const std::vector<std::pair<int, int>> sizes{{1, 1},   {1, 17},  {23, 1}, {5, 5},
+                                                 {13, 13}, {40, 31}, {97, 64}};
     for (const auto& [w, h] : sizes)
         for (const bool alpha : {false, true}) {
             const RgbaImage picture = randomPicture(rng, w, h, alpha);
@@ -219,23 +224,24 @@ TEST(TracegrabberBuckets, SaturatedColoursUseTheCubeAndGreysTheGreenByte) {
         int bucket;
     };
     const std::vector<Case> cases{
-        {255, 0, 0, 180},       // pure red: red level 5
-        {0, 0, 255, 5},         // pure blue
+        {255, 0, 0, 180},  // pure red: red level 5
+        {0, 0, 255, 5},    // pure blue
         {200, 150, 100, 36 * 4 + 6 * 3 + 2},
-        {0, 0, 0, 0},           // black: no saturation
+        {0, 0, 0, 0},  // black: no saturation
         {30, 30, 30, 0},
         {90, 90, 90, 43},
-        {85, 85, 85, 0},        // g / 86 = 0
+        {85, 85, 85, 0},  // g / 86 = 0
         {86, 86, 86, 43},
         {214, 214, 214, 86},
         {215, 215, 215, 215},
         {255, 255, 255, 215},
-        {214, 200, 210, 86},    // saturation below 0.2: the green byte alone decides
+        {214, 200, 210, 86},  // saturation below 0.2: the green byte alone decides
         {230, 214, 214, 86},
         {220, 255, 240, 215},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(FLTracegrabber::bucketOf(c.r, c.g, c.b), c.bucket) << int(c.r) << "," << int(c.g) << "," << int(c.b);
+        EXPECT_EQ(FLTracegrabber::bucketOf(c.r, c.g, c.b), c.bucket)
+            << int(c.r) << "," << int(c.g) << "," << int(c.b);
     const KColor red = FLTracegrabber::bucketColor(180);
     EXPECT_EQ(rgba(red), (std::vector<double>{1.0, 0.0, 0.0, 0.5}));
     EXPECT_EQ(rgba(FLTracegrabber::bucketColor(43)), (std::vector<double>{0.2, 0.2, 0.2, 0.5}));
@@ -245,7 +251,8 @@ TEST(TracegrabberBuckets, SaturatedColoursUseTheCubeAndGreysTheGreenByte) {
 // The bucket as the rules state it, with the saturation computed in float for each colour.
 int referenceBucket(int r, int g, int b) {
     const float channels[3] = {r / 255.0f, g / 255.0f, b / 255.0f};
-    const float hi = *std::max_element(channels, channels + 3), lo = *std::min_element(channels, channels + 3);
+    const float hi = *std::max_element(channels, channels + 3),
+                lo = *std::min_element(channels, channels + 3);
     const float saturation = (hi == lo || hi == 0.0f) ? 0.0f : (hi - lo) / hi;
     if (saturation >= 0.2f) {
         const auto level = [](int c) { return static_cast<int>(std::floor(c * 191.0 / 8192.0)); };
@@ -271,7 +278,8 @@ struct ExpectedPoint {
 
 // Written from the rules alone: every pixel but the last row and column, its bucket from its colour when the
 // mask marks it, the points grouped per bucket in row order.
-std::map<int, std::vector<ExpectedPoint>> slowConversion(const RgbaImage& picture, const std::vector<std::uint8_t>& mask,
+std::map<int, std::vector<ExpectedPoint>> slowConversion(const RgbaImage& picture,
+                                                         const std::vector<std::uint8_t>& mask,
                                                          std::uint8_t threshold, float targetWidth) {
     std::map<int, std::vector<ExpectedPoint>> runs;
     const int w = picture.width, h = picture.height;
@@ -292,7 +300,8 @@ std::map<int, std::vector<ExpectedPoint>> slowConversion(const RgbaImage& pictur
     return runs;
 }
 
-void expectSameRuns(const KVSPointSetArray& actual, const std::map<int, std::vector<ExpectedPoint>>& expected) {
+void expectSameRuns(const KVSPointSetArray& actual,
+                    const std::map<int, std::vector<ExpectedPoint>>& expected) {
     ASSERT_EQ(actual.count(), expected.size());
     std::size_t k = 0;
     for (const auto& [bucket, points] : expected) {
@@ -325,7 +334,8 @@ TEST(Tracegrabber, TwoPassesMatchASlowIndependentVersionOnRandomPictures) {
             const KVSPointSetArrayPtr runs = grabber.pointSetsWithThreshold(threshold);
             ASSERT_NE(runs, nullptr);
             SCOPED_TRACE(::testing::Message() << "round " << round << " threshold " << int(threshold));
-            expectSameRuns(*runs, slowConversion(picture, grabber.maskImageData(), threshold, grabber.targetWidth()));
+            expectSameRuns(
+                *runs, slowConversion(picture, grabber.maskImageData(), threshold, grabber.targetWidth()));
         }
     }
 }
@@ -392,7 +402,8 @@ TEST(Tracegrabber, PaleGreyDotsAtTheWhiteEdge) {
         setPixel(picture, 12, 15, grey, grey, grey);
         FLTracegrabber grabber;
         grabber.setImage(picture);
-        ASSERT_TRUE(FLTracegrabber::isForeground(&grabber.maskImageData()[(15 * 30 + 12) * 4], kDefaultThreshold));
+        ASSERT_TRUE(
+            FLTracegrabber::isForeground(&grabber.maskImageData()[(15 * 30 + 12) * 4], kDefaultThreshold));
         const KVSPointSetArrayPtr ink = grabber.pointSetsWithThreshold(kDefaultThreshold);
         ASSERT_EQ(ink->count(), runs) << int(grey);
         if (runs == 0) continue;
@@ -409,8 +420,8 @@ TEST(Tracegrabber, ScaleOnlyShrinksPicturesWiderThanTheTarget) {
         float target;
         float scale;
     };
-    for (const Case& c : std::vector<Case>{{100, 1024.0f, 1.0f}, {100, 100.0f, 1.0f}, {200, 50.0f, 0.25f},
-                                           {2048, 1024.0f, 0.5f}}) {
+    for (const Case& c : std::vector<Case>{
+             {100, 1024.0f, 1.0f}, {100, 100.0f, 1.0f}, {200, 50.0f, 0.25f}, {2048, 1024.0f, 0.5f}}) {
         RgbaImage picture = flat(c.width, 8, 255);
         setPixel(picture, c.width / 2, 4, 0, 0, 0);
         FLTracegrabber grabber;

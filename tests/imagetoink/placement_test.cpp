@@ -18,11 +18,12 @@ TEST(ConstrainRectToBounds, PullsRectanglesIntoTheBoundsWithoutResizing) {
         Rect out;
     };
     const std::vector<Case> cases{
-        {{100, 200, 50, 60}, {100, 200, 50, 60}},       // inside: unchanged
-        {{-30, 200, 50, 60}, {0, 200, 50, 60}},         // left of the page
-        {{1500, 1900, 50, 60}, {1486, 1860, 50, 60}},   // beyond the right and bottom edges
-        {{-10, -10, 2000, 3000}, {0, 0, 2000, 3000}},   // larger, starting above and left: at the edge
-        {{10, 10, 2000, 3000}, {-464, -1080, 2000, 3000}},  // larger, starting inside: its far edge at the page's
+        {{100, 200, 50, 60}, {100, 200, 50, 60}},      // inside: unchanged
+        {{-30, 200, 50, 60}, {0, 200, 50, 60}},        // left of the page
+        {{1500, 1900, 50, 60}, {1486, 1860, 50, 60}},  // beyond the right and bottom edges
+        {{-10, -10, 2000, 3000}, {0, 0, 2000, 3000}},  // larger, starting above and left: at the edge
+        {{10, 10, 2000, 3000},
+         {-464, -1080, 2000, 3000}},  // larger, starting inside: its far edge at the page's
         {{100.25, 0, 1435.5, 10}, {100.25, 0, 1435.5, 10}},
     };
     for (const Case& c : cases)

@@ -1,9 +1,11 @@
+// Reading pictures for the conversion into ink: the size is looked at before any pixel is decoded, so that a
+// picture too large to decode whole is refused, and JPEG is asked for at reduced size.
 #include "imagetoink/qt/TracegrabPicture.h"
 
+#include <unistd.h>
 #include <QFile>
 #include <QImageIOHandler>
 #include <QImageReader>
-#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -36,7 +38,8 @@ std::uint64_t totalMemory() {
 
 QSize sizeFittingLimit(QSize size, int limit) {
     if (size.width() <= limit && size.height() <= limit) return size;
-    const double factor = std::min(static_cast<double>(limit) / size.width(), static_cast<double>(limit) / size.height());
+    const double factor =
+        std::min(static_cast<double>(limit) / size.width(), static_cast<double>(limit) / size.height());
     const auto side = [&](int v) {
         return static_cast<int>(std::clamp<long>(std::lround(v * factor), 1L, static_cast<long>(limit)));
     };
@@ -94,7 +97,8 @@ std::optional<RgbaImage> readTracegrabPicture(QIODevice* device, int limit, std:
                 reader.setScaledSize(fit);
             } else if (bytes > kMaxFullDecodeBytes) {
                 why = decimal(raw.width()) + " x " + decimal(raw.height()) +
-                      " pixels is too large to convert: this format cannot be read at reduced size, and at most " +
+                      " pixels is too large to convert: this format cannot be read at reduced size, and at "
+                      "most " +
                       decimal(kMaxFullDecodeBytes / 4 / 1000000) + " megapixels are read whole";
                 return std::nullopt;
             }

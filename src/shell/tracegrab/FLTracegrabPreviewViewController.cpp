@@ -1,3 +1,5 @@
+// The preview dialog built in code: title, picture, sensitivity label and slider, Cancel and Done; the
+// resting delay on a single-shot timer unless the caller hands in its own.
 #include "shell/tracegrab/FLTracegrabPreviewViewController.h"
 
 #include <QDialogButtonBox>
@@ -36,9 +38,12 @@ class TimerDelayedCall : public DelayedCall {
 
 }  // namespace
 
-std::unique_ptr<DelayedCall> makeTimerDelayedCall(QObject* owner) { return std::make_unique<TimerDelayedCall>(owner); }
+std::unique_ptr<DelayedCall> makeTimerDelayedCall(QObject* owner) {
+    return std::make_unique<TimerDelayedCall>(owner);
+}
 
-FLTracegrabPreviewViewController::FLTracegrabPreviewViewController(QWidget* parent, std::unique_ptr<DelayedCall> delay)
+FLTracegrabPreviewViewController::FLTracegrabPreviewViewController(QWidget* parent,
+                                                                   std::unique_ptr<DelayedCall> delay)
     : QDialog(parent), delay_(delay ? std::move(delay) : makeTimerDelayedCall(this)) {
     setWindowTitle("Convert To Ink");
     setModal(true);
@@ -71,12 +76,15 @@ FLTracegrabPreviewViewController::FLTracegrabPreviewViewController(QWidget* pare
     resize(640, 560);
 }
 
-FLTracegrabPreviewViewController::~FLTracegrabPreviewViewController() { delay_->cancel(); }
+FLTracegrabPreviewViewController::~FLTracegrabPreviewViewController() {
+    delay_->cancel();
+}
 
 QString FLTracegrabPreviewViewController::sensitivityText(float value) {
     const double percent = (value - kMinimumThreshold) / (kMaximumThreshold - kMinimumThreshold) * 100.0;
     char buffer[32];
-    const auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, percent, std::chars_format::fixed, 0);
+    const auto [end, ec] =
+        std::to_chars(buffer, buffer + sizeof buffer, percent, std::chars_format::fixed, 0);
     return QString("Sensitivity: %1%").arg(QString::fromLatin1(buffer, ec == std::errc() ? end - buffer : 0));
 }
 
@@ -89,9 +97,13 @@ std::uint8_t FLTracegrabPreviewViewController::threshold() const {
     return static_cast<std::uint8_t>(std::clamp(thresholdSlider_->value(), 0, 255));
 }
 
-void FLTracegrabPreviewViewController::setThreshold(std::uint8_t threshold) { thresholdSlider_->setValue(threshold); }
+void FLTracegrabPreviewViewController::setThreshold(std::uint8_t threshold) {
+    thresholdSlider_->setValue(threshold);
+}
 
-QString FLTracegrabPreviewViewController::titleText() const { return titleItem_->text(); }
+QString FLTracegrabPreviewViewController::titleText() const {
+    return titleItem_->text();
+}
 
 void FLTracegrabPreviewViewController::setTitleText(const QString& text) {
     titleItem_->setText(text);
@@ -125,9 +137,15 @@ void FLTracegrabPreviewViewController::resizeEvent(QResizeEvent* event) {
     showPreviewPixmap();
 }
 
-void FLTracegrabPreviewViewController::cancelTapped() { finish(Cancelled); }
-void FLTracegrabPreviewViewController::doneTapped() { finish(Done); }
-void FLTracegrabPreviewViewController::reject() { finish(Cancelled); }
+void FLTracegrabPreviewViewController::cancelTapped() {
+    finish(Cancelled);
+}
+void FLTracegrabPreviewViewController::doneTapped() {
+    finish(Done);
+}
+void FLTracegrabPreviewViewController::reject() {
+    finish(Cancelled);
+}
 
 void FLTracegrabPreviewViewController::finish(Result result) {
     if (finished_) return;

@@ -37,7 +37,8 @@ class FLTracegrabPreviewViewController : public QDialog {
     static constexpr double kPreviewDelay = 0.2;
     enum Result { Cancelled = 0, Done = 1 };
 
-    explicit FLTracegrabPreviewViewController(QWidget* parent = nullptr, std::unique_ptr<DelayedCall> delay = nullptr);
+    explicit FLTracegrabPreviewViewController(QWidget* parent = nullptr,
+                                              std::unique_ptr<DelayedCall> delay = nullptr);
     ~FLTracegrabPreviewViewController() override;
 
     // The label's text for a slider value: "Sensitivity: %1.0f%%" of its place between the two ends.

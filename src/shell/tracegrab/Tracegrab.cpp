@@ -1,3 +1,5 @@
+// The silent conversion: reading and converting on a worker thread, the result placed on the page back on
+// the editor's thread; the file dialog opens without a nested event loop.
 #include "shell/tracegrab/Tracegrab.h"
 
 #include <QFileDialog>
@@ -39,23 +41,24 @@ void traceGrabFileInBackground(QObject* context, const QString& path, float targ
         if (picture) outcome->ink = traceGrabImage(std::move(*picture), targetWidth);
     });
     // Queued to the context's thread; dropped with the context.
-    QObject::connect(worker, &QThread::finished, context, [outcome, done = std::move(done)] {
-        done(outcome->ink, outcome->why);
-    });
+    QObject::connect(worker, &QThread::finished, context,
+                     [outcome, done = std::move(done)] { done(outcome->ink, outcome->why); });
     QObject::connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     worker->start();
 }
 
 void convertPictureToInk(QWidget* editor, EditorSession& session, std::function<void(EditorEffects)> apply) {
     if (!session.book() || session.isBookLocked() || session.isGestureRunning()) return;
-    auto* dialog = new QFileDialog(editor, "Convert Picture To Ink", QString(),
-                                   "Pictures (*.png *.jpg *.jpeg *.bmp *.gif *.webp *.tif *.tiff);;All files (*)");
+    auto* dialog =
+        new QFileDialog(editor, "Convert Picture To Ink", QString(),
+                        "Pictures (*.png *.jpg *.jpeg *.bmp *.gif *.webp *.tif *.tiff);;All files (*)");
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setAcceptMode(QFileDialog::AcceptOpen);
-    QObject::connect(dialog, &QFileDialog::fileSelected, editor, [editor, &session, apply](const QString& path) {
-        convertPictureFileToInk(editor, session, path, apply);
-    });
+    QObject::connect(dialog, &QFileDialog::fileSelected, editor,
+                     [editor, &session, apply](const QString& path) {
+                         convertPictureFileToInk(editor, session, path, apply);
+                     });
     dialog->open();
 }
 
@@ -71,21 +74,22 @@ void convertPictureFileToInk(QWidget* editor, EditorSession& session, const QStr
     const Point centre{visible.midX(), visible.midY()};
     editor->setEnabled(false);
     QPointer<QWidget> guard(editor);
-    traceGrabFileInBackground(editor, path, targetWidth,
-                              [guard, &session, centre, path, apply, finished](KVSPointSetArrayPtr ink, std::string why) {
-        guard->setEnabled(true);
-        if (!ink) {
-            auto* box = new QMessageBox(QMessageBox::Warning, "Cannot Convert Picture",
-                                        QFileInfo(path).fileName() + ": " + QString::fromStdString(why),
-                                        QMessageBox::Ok, guard);
-            box->setAttribute(Qt::WA_DeleteOnClose);
-            box->open();
-        } else if (ink->count() > 0 && session.book() && !session.isBookLocked()) {
-            const EditorEffects effects = session.editor.addPointSetsCentredAt(ink, centre);
-            if (apply) apply(effects);
-        }
-        if (finished) finished();
-    });
+    traceGrabFileInBackground(
+        editor, path, targetWidth,
+        [guard, &session, centre, path, apply, finished](KVSPointSetArrayPtr ink, std::string why) {
+            guard->setEnabled(true);
+            if (!ink) {
+                auto* box = new QMessageBox(QMessageBox::Warning, "Cannot Convert Picture",
+                                            QFileInfo(path).fileName() + ": " + QString::fromStdString(why),
+                                            QMessageBox::Ok, guard);
+                box->setAttribute(Qt::WA_DeleteOnClose);
+                box->open();
+            } else if (ink->count() > 0 && session.book() && !session.isBookLocked()) {
+                const EditorEffects effects = session.editor.addPointSetsCentredAt(ink, centre);
+                if (apply) apply(effects);
+            }
+            if (finished) finished();
+        });
 }
 
 }  // namespace velumen

@@ -11,8 +11,8 @@
 
 #include "document/EditorEffects.h"
 #include "imagetoink/RgbaImage.h"
-#include "input/EditorViewport.h"
 #include "ink/KVSPointSetArray.h"
+#include "input/EditorViewport.h"
 
 class QObject;
 class QWidget;

@@ -82,12 +82,9 @@ TEST(TracegrabPicture, PicturesAreScaledDownIntoTheLimitAndNeverUp) {
         QSize expected;
     };
     const std::vector<Case> cases{
-        {{640, 480}, "png", {640, 480}},
-        {{1280, 1280}, "png", {1280, 1280}},
-        {{3000, 100}, "png", {1280, 43}},
-        {{2600, 1950}, "jpeg", {1280, 960}},   // decoded at reduced size
-        {{20000, 200}, "jpeg", {1280, 13}},
-        {{1, 1}, "png", {1, 1}},
+        {{640, 480}, "png", {640, 480}},    {{1280, 1280}, "png", {1280, 1280}},
+        {{3000, 100}, "png", {1280, 43}},   {{2600, 1950}, "jpeg", {1280, 960}},  // decoded at reduced size
+        {{20000, 200}, "jpeg", {1280, 13}}, {{1, 1}, "png", {1, 1}},
     };
     for (const Case& c : cases) {
         QImage image(c.picture, QImage::Format_RGB32);
@@ -114,7 +111,8 @@ TEST(TracegrabPicture, OrientationFlagIsBakedIntoThePixels) {
     if (!QImageWriter(&probe, "jpeg").supportsOption(QImageIOHandler::ImageTransformation))
         GTEST_SKIP() << "this JPEG writer cannot store an orientation flag";
     std::string why;
-    const std::optional<RgbaImage> picture = read(encoded(image, "jpeg", QImageIOHandler::TransformationRotate90), 1280, why);
+    const std::optional<RgbaImage> picture =
+        read(encoded(image, "jpeg", QImageIOHandler::TransformationRotate90), 1280, why);
     ASSERT_TRUE(picture.has_value()) << why;
     ASSERT_EQ(picture->width, 20);
     ASSERT_EQ(picture->height, 40);
@@ -142,8 +140,9 @@ TEST(TracegrabPicture, HugePngIsRefusedBeforeItIsDecoded) {
     writeHugePng(path, 30000, 30000);
     std::string why;
     EXPECT_FALSE(readTracegrabPicture(QString::fromStdString(path), 1280, why).has_value());
-    EXPECT_EQ(why, "30000 x 30000 pixels is too large to convert: this format cannot be read at reduced size, and "
-                   "at most 67 megapixels are read whole");
+    EXPECT_EQ(why,
+              "30000 x 30000 pixels is too large to convert: this format cannot be read at reduced size, and "
+              "at most 67 megapixels are read whole");
 }
 
 TEST(TracegrabPicture, ConversionBetweenLayoutsKeepsEveryByte) {

@@ -46,7 +46,8 @@ QImage photoLikeDrawing() {
             // Brighter at the top left, a warm grey in the far corner, and a little grain.
             const double light = 1.0 - 0.35 * (x + y) / double(kWidth + kHeight);
             const int grain = ((x * 7 + y * 13) % 5) - 2;
-            row[x] = qRgb(std::clamp(int(250 * light) + grain, 0, 255), std::clamp(int(245 * light) + grain, 0, 255),
+            row[x] = qRgb(std::clamp(int(250 * light) + grain, 0, 255),
+                          std::clamp(int(245 * light) + grain, 0, 255),
                           std::clamp(int(230 * light) + grain, 0, 255));
         }
     }
@@ -77,13 +78,15 @@ class TraceTool : public ::testing::Test {
   protected:
     ToolRun tool(const std::string& args) {
         const fs::path out = dir / "stdout", err = dir / "stderr";
-        const std::string command = std::string(VELUMEN_TOOL) + " trace " + args + " >" + out.string() + " 2>" + err.string();
+        const std::string command =
+            std::string(VELUMEN_TOOL) + " trace " + args + " >" + out.string() + " 2>" + err.string();
         const int raw = std::system(command.c_str());
         return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(out), slurp(err)};
     }
     FoliantDataPtr book(const fs::path& path) {
         const std::string bytes = slurp(path);
-        return unarchiveFoliantData({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, &codec);
+        return unarchiveFoliantData({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()},
+                                    &codec);
     }
     std::string path(const char* name) const { return (dir / name).string(); }
 
@@ -94,8 +97,8 @@ class TraceTool : public ::testing::Test {
 
 TEST_F(TraceTool, PhotoOfADrawingBecomesGreyAndRedInkOnItsLinesAndNothingOnThePaper) {
     ASSERT_TRUE(photoLikeDrawing().save(QString::fromStdString(path("drawing.png"))));
-    const ToolRun run = tool(path("drawing.png") + " " + path("book.velumen") + " --mask " + path("mask.png") +
-                             " --preview " + path("preview.png"));
+    const ToolRun run = tool(path("drawing.png") + " " + path("book.velumen") + " --mask " +
+                             path("mask.png") + " --preview " + path("preview.png"));
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.out.rfind("page 1: ", 0), 0u) << run.out;
     const FoliantDataPtr traced = book(dir / "book.velumen");
@@ -126,9 +129,11 @@ TEST_F(TraceTool, PhotoOfADrawingBecomesGreyAndRedInkOnItsLinesAndNothingOnThePa
             EXPECT_FLOAT_EQ(p[3 * i + 2], static_cast<float>(2 * s));
             const QPointF at((p[3 * i] - extent.midX()) / s + pictureCentre.x(),
                              (p[3 * i + 1] - extent.midY()) / s + pictureCentre.y());
-            const double near = isGrey ? std::min(distanceToRectOutline(at), distanceToSegment(at, kRed.p1(), kRed.p2()))
-                                       : distanceToSegment(at, kRed.p1(), kRed.p2());
-            ASSERT_LT(near, 6.0) << (isGrey ? "grey" : "red") << " ink on the paper at " << at.x() << ", " << at.y();
+            const double near =
+                isGrey ? std::min(distanceToRectOutline(at), distanceToSegment(at, kRed.p1(), kRed.p2()))
+                       : distanceToSegment(at, kRed.p1(), kRed.p2());
+            ASSERT_LT(near, 6.0) << (isGrey ? "grey" : "red") << " ink on the paper at " << at.x() << ", "
+                                 << at.y();
         }
         (isGrey ? grey : red) += runPtr->length();
     }
@@ -165,9 +170,7 @@ TEST_F(TraceTool, RefusalsLeaveTheBookAsItWasWithOneClearLine) {
     ASSERT_TRUE(photoLikeDrawing().save(QString::fromStdString(path("drawing.png"))));
     ASSERT_EQ(tool(path("drawing.png") + " " + path("book.velumen")).status, 0);
     const std::string before = slurp(dir / "book.velumen");
-    {
-        std::ofstream(dir / "text.png") << "not a picture at all";
-    }
+    { std::ofstream(dir / "text.png") << "not a picture at all"; }
     QImage white(300, 200, QImage::Format_RGB32);
     white.fill(Qt::white);
     ASSERT_TRUE(white.save(QString::fromStdString(path("white.png"))));
@@ -187,7 +190,8 @@ TEST_F(TraceTool, RefusalsLeaveTheBookAsItWasWithOneClearLine) {
         {path("drawing.png") + " " + bookPath + " --page 2", 1, "no page 2 (the book has 1)"},
         {path("drawing.png") + " " + bookPath + " --page 0", 1, "no page 0"},
         {path("drawing.png") + " " + bookPath + " --threshold 256", 1, "--threshold 256: not a whole number"},
-        {path("drawing.png") + " " + bookPath + " --target-width -3", 1, "--target-width -3: not a positive number"},
+        {path("drawing.png") + " " + bookPath + " --target-width -3", 1,
+         "--target-width -3: not a positive number"},
         {path("drawing.png") + " " + bookPath + " --page", 2, "usage:"},
         {path("drawing.png") + " " + bookPath + " --colour red", 2, "usage:"},
         {path("white.png") + " " + bookPath, 0, "no ink at threshold 118"},
@@ -197,7 +201,8 @@ TEST_F(TraceTool, RefusalsLeaveTheBookAsItWasWithOneClearLine) {
     for (const Case& c : cases) {
         const ToolRun run = tool(c.args);
         EXPECT_EQ(run.status, c.status) << c.args << "\n" << run.err;
-        EXPECT_NE((run.err + run.out).find(c.says), std::string::npos) << c.args << "\n" << run.err << run.out;
+        EXPECT_NE((run.err + run.out).find(c.says), std::string::npos) << c.args << "\n"
+                                                                       << run.err << run.out;
         EXPECT_EQ(slurp(dir / "book.velumen"), before) << c.args;
     }
     // A book that did not exist is not made when nothing could be converted.

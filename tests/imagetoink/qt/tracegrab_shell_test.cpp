@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPainter>
 #include <QSlider>
-#include <QLabel>
 #include <QTemporaryDir>
 #include <QtTest/QTest>
 
@@ -51,8 +51,10 @@ QImage drawing() {
 }
 
 TEST(TracegrabPreview, SensitivityLabelSpansTheSlider) {
-    const std::vector<std::pair<float, QString>> cases{
-        {32, "Sensitivity: 0%"}, {116, "Sensitivity: 90%"}, {125, "Sensitivity: 100%"}, {78, "Sensitivity: 49%"}};
+    const std::vector<std::pair<float, QString>> cases{{32, "Sensitivity: 0%"},
+                                                       {116, "Sensitivity: 90%"},
+                                                       {125, "Sensitivity: 100%"},
+                                                       {78, "Sensitivity: 49%"}};
     for (const auto& [value, text] : cases)
         EXPECT_EQ(FLTracegrabPreviewViewController::sensitivityText(value), text) << value;
     FLTracegrabPreviewViewController preview;
@@ -75,7 +77,8 @@ TEST(TracegrabPreview, RepeatedSliderChangesWithinTheRestGiveOnePreview) {
     EXPECT_EQ(qGray(preview.previewImage().pixel(20, 75)), 60);
     for (int value : {100, 90, 60, 40, 32}) {
         preview.thresholdSlider()->setValue(value);
-        EXPECT_EQ(preview.thresholdLabel()->text(), FLTracegrabPreviewViewController::sensitivityText(float(value)));
+        EXPECT_EQ(preview.thresholdLabel()->text(),
+                  FLTracegrabPreviewViewController::sensitivityText(float(value)));
     }
     EXPECT_EQ(preview.previewUpdateCount(), 1);
     EXPECT_EQ(timer->scheduled, 5);
@@ -98,16 +101,16 @@ TEST(TracegrabPreview, RealTimerShowsThePreviewOnceTheSliderRests) {
 }
 
 TEST(TracegrabPreview, CancelAndDoneTellTheDelegateOnce) {
-    for (const auto result : {FLTracegrabPreviewViewController::Cancelled, FLTracegrabPreviewViewController::Done}) {
+    for (const auto result :
+         {FLTracegrabPreviewViewController::Cancelled, FLTracegrabPreviewViewController::Done}) {
         FLTracegrabPreviewViewController preview;
         preview.setImage(rgbaImageFromQImage(drawing()));
         preview.setTargetWidth(50);
         preview.setTitleText("Convert To Ink");
         EXPECT_EQ(preview.titleText(), "Convert To Ink");
         std::vector<int> results;
-        preview.delegate = [&](FLTracegrabPreviewViewController&, FLTracegrabPreviewViewController::Result r) {
-            results.push_back(r);
-        };
+        preview.delegate = [&](FLTracegrabPreviewViewController&,
+                               FLTracegrabPreviewViewController::Result r) { results.push_back(r); };
         preview.open();
         if (result == FLTracegrabPreviewViewController::Done)
             preview.doneTapped();
@@ -146,8 +149,9 @@ struct PictureFileToInk : ::testing::Test {
         session.editor.takeEffects();
     }
     void convert(const QString& path) {
-        convertPictureFileToInk(&editor, session, path, [this](EditorEffects e) { applied.push_back(e); },
-                                [this] { ++finished; });
+        convertPictureFileToInk(
+            &editor, session, path, [this](EditorEffects e) { applied.push_back(e); },
+            [this] { ++finished; });
         EXPECT_FALSE(editor.isEnabled());
         QTRY_COMPARE_WITH_TIMEOUT(finished, 1, 10000);
         EXPECT_TRUE(editor.isEnabled());
@@ -193,8 +197,8 @@ TEST_F(PictureFileToInk, LockedBookIsLeftAlone) {
     const QString path = dir.filePath("drawing.png");
     ASSERT_TRUE(drawing().save(path));
     book->setIsLocked(true);
-    convertPictureFileToInk(&editor, session, path, [this](EditorEffects e) { applied.push_back(e); },
-                            [this] { ++finished; });
+    convertPictureFileToInk(
+        &editor, session, path, [this](EditorEffects e) { applied.push_back(e); }, [this] { ++finished; });
     EXPECT_EQ(finished, 1);
     EXPECT_TRUE(editor.isEnabled());
     EXPECT_EQ(ink().count(), 0u);
