@@ -1,6 +1,7 @@
-// The high-pass mask: a horizontal box pass into an 8-bit buffer, then a vertical pass by running column
-// sums that emits each finished row straight into the invert-and-blend step, in bands of rows on a few
-// threads. Every mean is rounded exactly: by a float reciprocal where that is exact, else by division.
+// The high-pass mask: a horizontal box pass into a ring of 8-bit rows, and a vertical pass by running column
+// sums over that ring that emits each finished row straight into the invert-and-blend step, in bands of rows
+// on a few threads. Every mean is rounded exactly: by a float reciprocal where that is exact, else by
+// division.
 #include "imagetoink/FLHighPassFilter.h"
 
 #include <algorithm>
@@ -176,16 +177,32 @@ void horizontalRow(const std::uint8_t* in, std::uint8_t* out, int width, int r, 
         });
 }
 
-// Rows [from, to) of the vertical mean of `rows`, each finished row handed to emit(y, row).
+// Rows [from, to) of the vertical mean of the horizontal means, each finished row handed to emit(y, row).
+// The horizontal means are made row by row as the window reaches them, into a ring of the 2 r + 2 rows the
+// window can span, so that the rows stay in cache between the passes.
 template <class Sum, class Mean, class Emit>
-void verticalBand(const std::uint8_t* rows, int width, int height, int r, const Mean& mean, int from, int to,
-                  const Emit& emit) {
-    const std::size_t stride = static_cast<std::size_t>(width) * 4;
-    std::vector<Sum> sum(stride, 0);
-    std::vector<std::uint8_t> row(stride);
+void blurBand(const RgbaImage& source, int r, const Mean& mean, int from, int to, const Emit& emit) {
+    const int height = source.height;
+    const std::size_t stride = static_cast<std::size_t>(source.width) * 4;
+    const int ringRows = static_cast<int>(std::min<long long>(2ll * r + 2, height));
+    const auto ring =
+        std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(ringRows) * stride);
+    std::vector<int> held(static_cast<std::size_t>(ringRows), -1);
+    std::vector<Sum> totals;
+    // The horizontal means of row y (clamped into the picture), made on first use.
     const auto rowAt = [&](int y) {
-        return rows + static_cast<std::size_t>(std::clamp(y, 0, height - 1)) * stride;
+        y = std::clamp(y, 0, height - 1);
+        const auto slot = static_cast<std::size_t>(y % ringRows);
+        std::uint8_t* row = ring.get() + slot * stride;
+        if (held[slot] != y) {
+            horizontalRow<Sum>(source.bytes.data() + static_cast<std::size_t>(y) * stride, row, source.width,
+                               r, mean, totals);
+            held[slot] = y;
+        }
+        return static_cast<const std::uint8_t*>(row);
     };
+    std::vector<Sum> sum(stride, 0);
+    std::vector<std::uint8_t> out(stride);
     Sum* __restrict s = sum.data();
     for (int k = -r; k <= r; ++k) {
         const std::uint8_t* __restrict in = rowAt(from + k);
@@ -195,33 +212,25 @@ void verticalBand(const std::uint8_t* rows, int width, int height, int r, const 
     for (int y = from; y < to; ++y) {
         const Sum* sums = s;
         if constexpr (std::is_same_v<Sum, std::uint16_t>)
-            storeMeans(row.data(), stride, mean, sums, nullptr);
+            storeMeans(out.data(), stride, mean, sums, nullptr);
         else
-            storeMeans(row.data(), stride, mean, [sums](std::size_t i) { return sums[i]; });
-        const std::uint8_t* __restrict add = rowAt(y + 1 + r);
+            storeMeans(out.data(), stride, mean, [sums](std::size_t i) { return sums[i]; });
+        // The row leaving the window first: the one entering may take its place in the ring.
         const std::uint8_t* __restrict drop = rowAt(y - r);
         for (std::size_t i = 0; i < stride; ++i)
-            s[i] = static_cast<Sum>(s[i] + add[i] - drop[i]);
-        emit(y, row.data());
+            s[i] = static_cast<Sum>(s[i] - drop[i]);
+        const std::uint8_t* __restrict add = rowAt(y + 1 + r);
+        for (std::size_t i = 0; i < stride; ++i)
+            s[i] = static_cast<Sum>(s[i] + add[i]);
+        emit(y, out.data());
     }
 }
 
 template <class Sum, class Mean, class Emit>
 void blurWith(const RgbaImage& source, int radius, const Mean& mean, unsigned threads, const Emit& emit) {
-    const std::size_t stride = static_cast<std::size_t>(source.width) * 4;
-    // Every byte is written before it is read.
-    const auto horizontal = std::make_unique_for_overwrite<std::uint8_t[]>(source.bytes.size());
     const unsigned bands = threadCountFor(source.pixelCount(), source.height, threads);
-    forEachBand(source.height, bands, [&](unsigned, int from, int to) {
-        std::vector<Sum> totals;
-        for (int y = from; y < to; ++y)
-            horizontalRow<Sum>(source.bytes.data() + static_cast<std::size_t>(y) * stride,
-                               horizontal.get() + static_cast<std::size_t>(y) * stride, source.width, radius,
-                               mean, totals);
-    });
-    forEachBand(source.height, bands, [&](unsigned, int from, int to) {
-        verticalBand<Sum>(horizontal.get(), source.width, source.height, radius, mean, from, to, emit);
-    });
+    forEachBand(source.height, bands,
+                [&](unsigned, int from, int to) { blurBand<Sum>(source, radius, mean, from, to, emit); });
 }
 
 template <class Emit>
