@@ -8,6 +8,10 @@
 //   velumen thumbnail [-s SIZE] BOOK OUT.png
 //                                  the book's preview as PNG, scaled to fit SIZE pixels (256 by default),
 //                                  read without loading the book: what file managers show
+//   velumen trace IMAGE BOOK [--threshold T] [--target-width W] [--page N] [--mask PNG] [--preview PNG]
+//                                  convert a picture of a drawing into ink on page N (from 1; the current page
+//                                  by default) of BOOK (a new one-page book when BOOK does not exist), centred
+//                                  on the page, and save it; optionally the mask and the preview as pictures
 #include <QApplication>
 #include <QFile>
 #include <QSaveFile>
@@ -27,6 +31,9 @@
 #include "document/KeyedArchive.h"
 #include "document/MappedFile.h"
 #include "gallery/BookPreview.h"
+#include "document/PageInkEditor.h"
+#include "imagetoink/FLTracegrabber.h"
+#include "imagetoink/qt/TracegrabPicture.h"
 #include "input/TouchScript.h"
 #include "objects/FoliantTextBox.h"
 #include "objects/qt/QtImageCodec.h"
@@ -47,7 +54,9 @@ int usage() {
         "       velumen svg BOOK [--page N]\n"
         "       velumen upgrade IN OUT\n"
         "       velumen replay SCRIPT BOOK [--screenshot PNG]\n"
-        "       velumen thumbnail [-s SIZE] BOOK OUT.png\n",
+        "       velumen thumbnail [-s SIZE] BOOK OUT.png\n"
+        "       velumen trace IMAGE BOOK [--threshold T] [--target-width W] [--page N] [--mask PNG]\n"
+        "                     [--preview PNG]\n",
         stderr);
     return kUsageStatus;
 }
@@ -246,6 +255,101 @@ int thumbnail(const std::vector<std::string>& args) {
     return 0;
 }
 
+// The defaults of `trace`: the threshold of the conversion from the camera, and the width that ink from the
+// camera has on a tablet at zoom 1 (half of 1024).
+constexpr int kTraceThreshold = 118;
+constexpr float kTraceTargetWidth = 512.0f;
+// A command has no touch point: the ink goes to the middle of the page.
+constexpr Point kTraceCentre{768, 960};
+
+bool savePicture(const RgbaImage& image, const std::string& path) {
+    const QImage picture = qImageFromRgbaImage(image);
+    return !picture.isNull() && picture.save(QString::fromStdString(path), "PNG");
+}
+
+// The picture through the conversion into ink, at the threshold and target width, onto the page, as one
+// edit; the book is written only when ink came out.
+int trace(const std::vector<std::string>& args, const QtImageCodec& codec) {
+    if (args.size() < 3 || args.size() % 2 == 0) return usage();
+    const std::string& imagePath = args[1];
+    const std::string& bookPath = args[2];
+    long long threshold = kTraceThreshold;
+    float targetWidth = kTraceTargetWidth;
+    std::optional<long long> pageAsked;
+    std::string maskPath, previewPath;
+    for (std::size_t i = 3; i + 1 < args.size(); i += 2) {
+        const std::string& option = args[i];
+        const std::string& value = args[i + 1];
+        if (option == "--threshold") {
+            const std::optional<long long> t = parseIndex(value);
+            if (!t || *t < 0 || *t > 255) return failure("--threshold " + value + ": not a whole number from 0 to 255");
+            threshold = *t;
+        } else if (option == "--target-width") {
+            float w = 0;
+            const auto [end, ec] = std::from_chars(value.data(), value.data() + value.size(), w);
+            if (ec != std::errc() || end != value.data() + value.size() || !std::isfinite(w) || w <= 0)
+                return failure("--target-width " + value + ": not a positive number");
+            targetWidth = w;
+        } else if (option == "--page") {
+            pageAsked = parseIndex(value);
+            if (!pageAsked) return failure("--page " + value + ": not a page number");
+        } else if (option == "--mask") {
+            maskPath = value;
+        } else if (option == "--preview") {
+            previewPath = value;
+        } else {
+            return usage();
+        }
+    }
+
+    std::string why;
+    std::optional<RgbaImage> picture =
+        readTracegrabPicture(QString::fromStdString(imagePath), tracegrabSizeLimit(totalMemory(), false), why);
+    if (!picture) return failure(imagePath + ": " + why);
+    FoliantDataPtr book = readBook(QString::fromStdString(bookPath), codec, why);
+    if (!book) return failure(why);
+    const long long page = pageAsked.value_or(static_cast<long long>(book->pageNum()) + 1);
+    if (page < 1 || static_cast<unsigned long long>(page) > book->pages().size())
+        return failure(bookPath + ": no page " + number(page) + " (the book has " + number(book->pages().size()) +
+                       ")");
+
+    FLTracegrabber grabber;
+    grabber.setTargetWidth(targetWidth);
+    const int width = picture->width, height = picture->height;
+    grabber.setImage(std::move(*picture));
+    const auto threshold8 = static_cast<std::uint8_t>(threshold);
+    if (!maskPath.empty()) {
+        RgbaImage mask(width, height);
+        mask.bytes = grabber.maskImageData();
+        if (!savePicture(mask, maskPath)) return failure(maskPath + ": the mask cannot be written");
+    }
+    if (!previewPath.empty()) {
+        const std::optional<RgbaImage> preview = grabber.previewImageWithThreshold(threshold8);
+        if (!preview || !savePicture(*preview, previewPath))
+            return failure(previewPath + ": the preview cannot be written");
+    }
+    const KVSPointSetArrayPtr runs = grabber.pointSetsWithThreshold(threshold8);
+    std::uint64_t points = 0;
+    if (runs) {
+        for (const KVSPointSetPtr& run : runs->pointSets())
+            points += run->length();
+    }
+    if (!runs || runs->count() == 0) {
+        std::printf("%s: no ink at threshold %s: nothing in the picture is darker than its surroundings; %s is "
+                    "unchanged\n",
+                    escapedForDisplay(imagePath).c_str(), number(threshold).c_str(),
+                    escapedForDisplay(bookPath).c_str());
+        return 0;
+    }
+    PageInkEditor editor;
+    editor.setCurrentPage(book->pages()[static_cast<std::size_t>(page - 1)]);
+    editor.addPointSetsCentredAt(runs, kTraceCentre);
+    if (!writeBook(*book, QString::fromStdString(bookPath), codec, why)) return failure(why);
+    std::printf("page %s: %s runs of %s points added\n", number(page).c_str(), number(runs->count()).c_str(),
+                number(points).c_str());
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -261,6 +365,7 @@ int main(int argc, char** argv) {
     std::string why;
     if (command == "replay") return replay(argc, argv, args, codec);
     if (command == "thumbnail") return thumbnail(args);
+    if (command == "trace") return trace(args, codec);
 
     if (command == "info") {
         if (args.size() < 2 || args.size() > 3 || (args.size() == 3 && args[2] != "--json")) return usage();

@@ -4,6 +4,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "ink/ViewTransform.h"
+
 namespace velumen {
 
 namespace {
@@ -92,6 +94,18 @@ void PageInkEditor::addPointSets(const KVSPointSetArrayPtr& pointSets) {
 
 EditorEffects PageInkEditor::addPointSets(const KVSPointSetArrayPtr& pointSets, const IndexList& indices) {
     addPointSets(currentPage_, pointSets, indices);
+    return takeEffects();
+}
+
+EditorEffects PageInkEditor::addPointSetsCentredAt(const KVSPointSetArrayPtr& pointSets, Point centre) {
+    if (!currentPage_ || !pointSets || pointSets->count() == 0) return {};
+    const Rect bounds = pointSets->boundingRect();
+    if (bounds.isNull()) return {};
+    const Rect centred{centre.x - bounds.width * 0.5, centre.y - bounds.height * 0.5, bounds.width, bounds.height};
+    const Rect placed = constrainRectToBounds(centred, {0, 0, kPageSize.width, kPageSize.height});
+    const Point delta{placed.midX() - bounds.midX(), placed.midY() - bounds.midY()};
+    if (delta.x != 0 || delta.y != 0) pointSets->applyDelta(delta);
+    addPointSets(currentPage_, pointSets);
     return takeEffects();
 }
 

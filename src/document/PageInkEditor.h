@@ -74,6 +74,10 @@ class PageInkEditor : public InkCommitTarget {
     // Inserts at the bottom of the ink, keeping the array's order.
     void addPointSetsAtBack(const KVSPointSetArrayPtr& pointSets) override;
     EditorEffects removePointSetsFromBack(const KVSPointSetArrayPtr& pointSets);
+    // Converted ink (origin at 0, 0) placed on the page as one undo step: its extent centred on `centre`,
+    // pulled into the page (constrainRectToBounds), the runs moved there and appended by reference. An empty
+    // or missing list changes nothing and records nothing.
+    EditorEffects addPointSetsCentredAt(const KVSPointSetArrayPtr& pointSets, Point centre);
     // Gives the page a new empty list; a stroke in progress on it is dropped.
     EditorEffects clearBoard();
     // Gives the page back the very list that clearBoard took.

@@ -63,4 +63,17 @@ Rect boundingRectOfPoints(const float* p, std::uint64_t count, std::size_t float
     return {minX, minY, maxX - minX, maxY - minY};
 }
 
+Rect constrainRectToBounds(const Rect& rect, const Rect& bounds) {
+    Rect out = rect;
+    if (rect.x < bounds.x)
+        out.x = bounds.x;
+    else
+        out.x = std::min(rect.x, static_cast<double>(static_cast<float>(bounds.x + bounds.width - rect.width)));
+    if (rect.y < bounds.y)
+        out.y = bounds.y;
+    else
+        out.y = std::min(rect.y, static_cast<double>(static_cast<float>(bounds.y + bounds.height - rect.height)));
+    return out;
+}
+
 }  // namespace velumen

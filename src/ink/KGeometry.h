@@ -52,6 +52,12 @@ struct Rect {
     friend bool operator==(const Rect&, const Rect&) = default;
 };
 
+// The rectangle pulled into `bounds` without changing its size: in x, one left of the bounds takes their x,
+// any other the smaller of its x and the bounds' right edge less its width (that sum rounded to float); the
+// same in y. A rectangle larger than the bounds stands at their left or top edge only if it started left of
+// or above it.
+Rect constrainRectToBounds(const Rect& rect, const Rect& bounds);
+
 // The extent of the centres of `count` points stored as x, y and `floatsPerPoint - 2` more floats each, in
 // single precision; the null rectangle for none.
 Rect boundingRectOfPoints(const float* points, std::uint64_t count, std::size_t floatsPerPoint);

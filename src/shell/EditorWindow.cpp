@@ -47,6 +47,8 @@ EditorWindow::EditorWindow(QWidget* parent) : QWidget(parent) {
     settingsAction = command("Touch and Stylus Settings\u2026", "Palm rejection, the stylus, the wrist guard, swipes",
                              QKeySequence::Preferences);
     settingsAction->setShortcuts({QKeySequence::Preferences, QKeySequence("Ctrl+,")});
+    convertPictureAction =
+        command("Convert Picture To Ink\u2026", "Turn a picture of a drawing into ink on this page", {});
     const char* penNames[] = {"Eraser", "Fountain Pen", "Pencil", "Brush", "Highlighter"};
     const char* penKeys[] = {"E", "1", "2", "3", "4"};
     for (int i = 0; i < 5; ++i)
@@ -101,7 +103,7 @@ EditorWindow::EditorWindow(QWidget* parent) : QWidget(parent) {
 
 std::vector<QAction*> EditorWindow::allActions() const {
     std::vector<QAction*> all{undoAction,  redoAction,       previousPageAction, nextPageAction, pagesAction,
-                              unlockAction, toggleLockAction, stylusAction,       settingsAction};
+                              unlockAction, toggleLockAction, stylusAction,       settingsAction, convertPictureAction};
     all.insert(all.end(), penActions.begin(), penActions.end());
     all.insert(all.end(), {penPaletteAction, editColorAction, eyeDropperAction, eyeDropperDoneAction, thinnerAction,
                            thickerAction});

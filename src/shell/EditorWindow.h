@@ -31,6 +31,7 @@ class EditorWindow : public QWidget {
     QAction* unlockAction = nullptr;
     QAction* toggleLockAction = nullptr;
     QAction* settingsAction = nullptr;
+    QAction* convertPictureAction = nullptr;
     // The pens by index: 0 eraser, 1 fountain pen, 2 pencil, 3 brush, 4 hilighter.
     std::vector<QAction*> penActions;
     // The pen button: the palette of pens, widths and colours.

@@ -4,6 +4,7 @@
 #include <QStackedWidget>
 
 #include "shell/FoliantViewController.h"
+#include "shell/tracegrab/Tracegrab.h"
 
 namespace velumen {
 
@@ -37,6 +38,11 @@ NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
     edit->addSeparator();
     edit->addAction(commands.toggleLockAction);
     edit->addAction(commands.unlockAction);
+    edit->addAction(commands.convertPictureAction);
+    connect(commands.convertPictureAction, &QAction::triggered, &editor, [&editor] {
+        convertPictureToInk(&editor, editor.session(),
+                            [&editor](EditorEffects effects) { editor.applyEffects(effects); });
+    });
     QMenu* pens = menuBar()->addMenu("P&ens");
     pens->addAction(commands.penPaletteAction);
     pens->addSeparator();
