@@ -6,6 +6,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include "shell/images/ImageCommands.h"
 #include "shell/pages/PageIcons.h"
 #include "shell/palette/EyeDropperBar.h"
 
@@ -56,6 +57,7 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals, const Cloc
     });
     eyeDropperToolbar_ = new EyeDropperBar(window_->eyeDropperDoneAction, this);
     connectCommands();
+    images_ = new ImageCommands(*this);
     updateStylusView();
     updateUndoToolbarButtons();
     updatePenToolbarIcon();
@@ -65,6 +67,8 @@ FoliantViewController::~FoliantViewController() {
     session_.editor.hooks().needsSettling = nullptr;
     session_.edgeSwipes.edgePanned = nullptr;
     session_.stylusDetector.didChangeState = nullptr;
+    delete images_;
+    images_ = nullptr;
     // The view refers to the session, a member: it goes first.
     delete view_;
     view_ = nullptr;
@@ -115,6 +119,7 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
     if (effects.gestureEnded) view_->hidePositionSatelliteView();
     if (effects.stylusRefused) window_->flashStylusButton();
     if (effects.colorPicked) eyeDropPickedColor();
+    if (images_) images_->afterEffects(effects);
     view_->showToolOverlay(session_.dispatcher.currentTool());
 }
 
