@@ -5,6 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QDropEvent>
+#include <QListWidget>
+#include <QMimeData>
+#include <QUrl>
 #include <QApplication>
 #include <QMouseEvent>
 #include <QPushButton>
@@ -18,6 +22,7 @@
 #include "shell/FoliantViewController.h"
 #include "shell/images/ImageCommands.h"
 #include "shell/images/ImageToolbar.h"
+#include "shell/images/StationeryPicker.h"
 
 namespace {
 
@@ -234,6 +239,66 @@ TEST(PicturesEndToEnd, ALockedBookPlacesAndEditsNothingAndBadFilesInsertNothing)
     e.vc.images().beginEditingImage(e.images()[0], true, false);
     EXPECT_FALSE(e.vc.session().imageEditTool.isEditing());
     EXPECT_EQ(e.images().size(), 1u);
+}
+
+TEST(PicturesEndToEnd, DroppedPictureFilesArePlacedAtTheDropPoint) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    const QString path = writePicture(e.dir.filePath("dropped.png"), 200, 100);
+    QMimeData mime;
+    mime.setUrls({QUrl::fromLocalFile(path), QUrl::fromLocalFile(e.dir.filePath("missing.png"))});
+    const QPointF at(300, 400);
+    // As a real drag: it enters (and is accepted), then drops.
+    QDragEnterEvent enter(at.toPoint(), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(e.vc.touchTarget(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop(at, Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(e.vc.touchTarget(), &drop);
+    ASSERT_EQ(e.images().size(), 1u);
+    const Point touch = e.vc.session().viewport.eaglPointFromViewPoint({300, 400});
+    EXPECT_NEAR(e.images()[0]->frame.x, touch.x - 1536 / 4.0, 1e-6);
+    EXPECT_NEAR(e.images()[0]->frame.y, touch.y - 1920 / 4.0, 1e-6);
+}
+
+TEST(StationeryPickerList, SixtyPicturesKeepAtMostFiftyThumbnailsAndTheChosenOneComesFirst) {
+    QTemporaryDir dir;
+    const QString folder = dir.filePath("Stationery");
+    KImage small;
+    small.width = 40;
+    small.height = 50;
+    small.pixels.assign(40 * 50, 0xff336699u);
+    QStringList paths;
+    for (int i = 0; i < 60; ++i)
+        paths << StationeryPicker::addCustomImage(folder, small);
+    ASSERT_EQ(StationeryPicker::getCustomImageFileList(folder).size(), 60);
+    StationeryPicker picker(folder, nullptr);
+    KImagePtr chosen;
+    bool chosenIsCustom = false;
+    picker.didSelectBackgroundImage = [&](KImagePtr image, bool isCustom) {
+        chosen = image;
+        chosenIsCustom = isCustom;
+    };
+    picker.showCustomList();
+    EXPECT_EQ(picker.customList()->count(), 60);
+    picker.waitForThumbnails();
+    QTRY_COMPARE(picker.cachedThumbnailCount(), 50);
+    // The oldest file chosen: it comes first next time.
+    const QString oldest = StationeryPicker::getCustomImageFileList(folder).last();
+    QTest::qWait(1100);  // file times count whole seconds on some file systems
+    picker.selectCustomFile(oldest);
+    ASSERT_TRUE(chosen);
+    EXPECT_TRUE(chosenIsCustom);
+    EXPECT_EQ(chosen->width, 40);
+    EXPECT_EQ(StationeryPicker::getCustomImageFileList(folder).first(), oldest);
+    // "Blank" reports no picture; a paper reports a page-proportioned one.
+    picker.selectRow(0);
+    EXPECT_FALSE(chosen);
+    picker.selectRow(2);
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(chosen->width * 5, chosen->height * 4);
+    EXPECT_FALSE(chosenIsCustom);
+    StationeryPicker::removeCustomImageWithUrl(oldest);
+    EXPECT_EQ(StationeryPicker::getCustomImageFileList(folder).size(), 59);
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ ImageCommands::ImageCommands(FoliantViewController& editor)
     customStationeryFolder =
         QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/Stationery";
     toolbar_ = new ImageToolbar(&editor.view());
-    grip_ = new ResizeGrip(editor.view().touchTarget());
+    grip_ = new ResizeGrip(&editor.view());
     // Pages not on screen (their thumbnails) draw their pictures from a fresh decode.
     editor.view().compositor.decodeImage = [this](const FoliantImage& image) { return image.image(codec_); };
     ImageEditTool& tool = editor.session().imageEditTool;
@@ -56,8 +56,19 @@ ImageCommands::ImageCommands(FoliantViewController& editor)
     connect(w.insertPictureAction, &QAction::triggered, this, [this] { insertImage(); });
     connect(w.insertPdfAction, &QAction::triggered, this, [this] { insertPdf(); });
     connect(w.stationeryAction, &QAction::triggered, this, [this] { selectStationery(); });
-    editor.view().touchTarget()->setAcceptDrops(true);
-    editor.view().touchTarget()->installEventFilter(this);
+    attachToSurface();
+}
+
+void ImageCommands::attachToSurface() {
+    // The GL surface is made once the editor is shown: drops and the grip go to whichever widget takes the
+    // touches now.
+    QWidget* target = editor_.view().touchTarget();
+    if (target == surface_) return;
+    if (surface_) surface_->removeEventFilter(this);
+    surface_ = target;
+    target->setAcceptDrops(true);
+    target->installEventFilter(this);
+    grip_->setParent(target);
 }
 
 ImageCommands::~ImageCommands() = default;
@@ -72,6 +83,7 @@ Point ImageCommands::middleOfView() const {
 }
 
 void ImageCommands::afterEffects(const EditorEffects& effects) {
+    attachToSurface();
     EditorSession& session = editor_.session();
     ImageEditTool& tool = session.imageEditTool;
     // The picture being edited left the page (an undo, a page turn): the session ends without a step.

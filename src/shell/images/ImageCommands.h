@@ -85,6 +85,7 @@ class ImageCommands : public QObject {
     void syncTextures();
     void updateEditingViews();
     Point middleOfView() const;
+    void attachToSurface();
 
     FoliantViewController& editor_;
     QtImageCodec codec_;
@@ -93,6 +94,7 @@ class ImageCommands : public QObject {
     ResizeGrip* grip_ = nullptr;
     QPointer<StationeryPicker> picker_;
     bool toolbarShown_ = false;
+    QPointer<QWidget> surface_;
 };
 
 }  // namespace velumen
