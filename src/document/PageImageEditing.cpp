@@ -20,18 +20,12 @@ std::ptrdiff_t indexOf(const std::vector<FoliantImagePtr>& images, const Foliant
 EditorEffects PageInkEditor::addPageImage(const FoliantImagePtr& image) {
     const PageRef page = currentPage_;
     if (!page || !image || indexOf(page->images, image) >= 0) return takeEffects();
-    auto insertAt = [this, page, image](std::size_t at) {
-        auto& images = page->images;
-        images.insert(images.begin() + std::ptrdiff_t(std::min(at, images.size())), image);
-        undoManagerForPage(*page).registerUndo([this, page, image] {
-            const PageRef saved = currentPage_;
-            currentPage_ = page;
-            removePageImage(image);
-            currentPage_ = saved;
-        });
-        note({.repaint = isCurrent(page), .bookChanged = true});
-    };
-    insertAt(page->images.size());
+    page->images.push_back(image);
+    undoManagerForPage(*page).registerUndo([this, page, image] {
+        // Undo runs on the stack of the page on screen, so the page is the current one.
+        if (isCurrent(page)) removePageImage(image);
+    });
+    note({.repaint = true, .bookChanged = true});
     return takeEffects();
 }
 
@@ -42,18 +36,16 @@ EditorEffects PageInkEditor::removePageImage(const FoliantImagePtr& image) {
     if (at < 0) return takeEffects();
     page->images.erase(page->images.begin() + at);
     undoManagerForPage(*page).registerUndo([this, page, image, at] {
-        // Back at its old place, not on top.
+        if (!isCurrent(page)) return;
+        // Back at its old place in the z order, not on top; its own inverse removes it again.
         auto& images = page->images;
         images.insert(images.begin() + std::min<std::ptrdiff_t>(at, std::ptrdiff_t(images.size())), image);
         undoManagerForPage(*page).registerUndo([this, page, image] {
-            const PageRef saved = currentPage_;
-            currentPage_ = page;
-            removePageImage(image);
-            currentPage_ = saved;
+            if (isCurrent(page)) removePageImage(image);
         });
-        note({.repaint = isCurrent(page), .bookChanged = true});
+        note({.repaint = true, .bookChanged = true});
     });
-    note({.repaint = isCurrent(page), .bookChanged = true});
+    note({.repaint = true, .bookChanged = true});
     return takeEffects();
 }
 
@@ -65,10 +57,7 @@ EditorEffects PageInkEditor::movePageImageWithIndex(std::size_t from, std::size_
     images.erase(images.begin() + std::ptrdiff_t(from));
     images.insert(images.begin() + std::ptrdiff_t(to), image);
     undoManagerForPage(*page).registerUndo([this, page, from, to] {
-        const PageRef saved = currentPage_;
-        currentPage_ = page;
-        movePageImageWithIndex(to, from);
-        currentPage_ = saved;
+        if (isCurrent(page)) movePageImageWithIndex(to, from);
     });
     note({.repaint = isCurrent(page), .bookChanged = true});
     return takeEffects();
@@ -87,10 +76,7 @@ EditorEffects PageInkEditor::setFoliantImage(const FoliantImagePtr& image, const
     const PageRef page = currentPage_;
     const FoliantImagePtr present = image->copy();
     undoManagerForPage(*page).registerUndo([this, page, image, present] {
-        const PageRef saved = currentPage_;
-        currentPage_ = page;
-        setFoliantImage(image, present);
-        currentPage_ = saved;
+        if (isCurrent(page)) setFoliantImage(image, present);
     });
     image->copyFromFoliantImage(*state);
     note({.repaint = true, .bookChanged = true});
@@ -104,10 +90,7 @@ EditorEffects PageInkEditor::setMasterImage(const FoliantDataPtr& book, const Fo
     if (old == image && masters.size() <= 1) return takeEffects();
     const PageRef page = currentPage_;
     undoManagerForPage(*page).registerUndo([this, page, book, old] {
-        const PageRef saved = currentPage_;
-        currentPage_ = page;
-        setMasterImage(book, old);
-        currentPage_ = saved;
+        if (isCurrent(page)) setMasterImage(book, old);
     });
     masters.clear();
     if (image) masters.push_back(image);
