@@ -33,6 +33,7 @@ EditorWindow::EditorWindow(QWidget* parent) : QWidget(parent) {
     redoAction = command("Redo", "Redo", QKeySequence::Redo);
     redoAction->setIconText("\u21B7");
     insertPictureAction = command("Insert Picture\u2026", "Place a picture on the page", QKeySequence("Ctrl+Shift+I"));
+    insertPhotoAction = command("Take Photo\u2026", "Place a photo from the camera on the page", QKeySequence());
     insertPdfAction = command("Insert PDF\u2026", "Add the pages of a PDF file as new pages", QKeySequence());
     stationeryAction = command("Stationery\u2026", "The paper behind every page of the book", QKeySequence());
     nextPageAction = command("Next Page", "Next page", QKeySequence(Qt::Key_PageDown));
@@ -107,7 +108,7 @@ std::vector<QAction*> EditorWindow::allActions() const {
                               unlockAction, toggleLockAction, stylusAction,       settingsAction};
     all.insert(all.end(), penActions.begin(), penActions.end());
     all.insert(all.end(), {penPaletteAction, editColorAction, eyeDropperAction, eyeDropperDoneAction, thinnerAction,
-                           thickerAction, insertPictureAction, insertPdfAction, stationeryAction});
+                           thickerAction, insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction});
     return all;
 }
 
@@ -117,7 +118,7 @@ void EditorWindow::showLocked(bool locked) {
     for (QAction* pen : penActions)
         pen->setVisible(!locked);
     for (QAction* pen : {penPaletteAction, editColorAction, eyeDropperAction, thinnerAction, thickerAction,
-                         insertPictureAction, insertPdfAction, stationeryAction})
+                         insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction})
         pen->setVisible(!locked);
     penButton_->setVisible(!locked);
     unlockAction->setVisible(locked);

@@ -56,6 +56,7 @@ NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
     pages->addAction(commands.pagesAction);
     QMenu* insert = menuBar()->addMenu("&Insert");
     insert->addAction(commands.insertPictureAction);
+    insert->addAction(commands.insertPhotoAction);
     insert->addAction(commands.insertPdfAction);
     insert->addAction(commands.stationeryAction);
     QMenu* settings = menuBar()->addMenu("&Settings");

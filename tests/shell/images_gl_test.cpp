@@ -6,6 +6,7 @@
 
 #include <QAction>
 #include <QDropEvent>
+#include <QLabel>
 #include <QListWidget>
 #include <QMimeData>
 #include <QUrl>
@@ -258,6 +259,22 @@ TEST(PicturesEndToEnd, DroppedPictureFilesArePlacedAtTheDropPoint) {
     const Point touch = e.vc.session().viewport.eaglPointFromViewPoint({300, 400});
     EXPECT_NEAR(e.images()[0]->frame.x, touch.x - 1536 / 4.0, 1e-6);
     EXPECT_NEAR(e.images()[0]->frame.y, touch.y - 1920 / 4.0, 1e-6);
+}
+
+TEST(PicturesEndToEnd, ThePhotoCommandTakesTheStillSourcesPictureOrSaysThereIsNoCamera) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    e.vc.window().insertPhotoAction->trigger();
+    EXPECT_TRUE(e.images().empty());
+    auto* message = qobject_cast<QLabel*>(e.vc.flashLabel());
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->text(), "No camera is available on this computer.");
+    e.vc.images().camera =
+        std::make_unique<FileStillImageSource>(writePicture(e.dir.filePath("camera.png"), 640, 480));
+    e.vc.window().insertPhotoAction->trigger();
+    ASSERT_EQ(e.images().size(), 1u);
+    EXPECT_EQ(e.images()[0]->frame.width, 768);
+    EXPECT_EQ(e.images()[0]->frame.height, 576);
 }
 
 TEST(StationeryPickerList, SixtyPicturesKeepAtMostFiftyThumbnailsAndTheChosenOneComesFirst) {

@@ -55,6 +55,7 @@ ImageCommands::ImageCommands(FoliantViewController& editor)
     EditorWindow& w = editor.window();
     connect(w.insertPictureAction, &QAction::triggered, this, [this] { insertImage(); });
     connect(w.insertPdfAction, &QAction::triggered, this, [this] { insertPdf(); });
+    connect(w.insertPhotoAction, &QAction::triggered, this, [this] { insertFromCamera(); });
     connect(w.stationeryAction, &QAction::triggered, this, [this] { selectStationery(); });
     attachToSurface();
 }
@@ -160,6 +161,21 @@ bool ImageCommands::insertPictureFile(const QString& path, std::optional<Point> 
     }
     insertNewImage(image, canvasPoint.value_or(middleOfView()));
     return true;
+}
+
+void ImageCommands::insertFromCamera() {
+    if (!editor_.book() || editor_.session().isBookLocked() || editor_.session().isGestureRunning()) return;
+    std::string error;
+    if (!camera || !camera->isAvailable(error)) {
+        editor_.flashMessage(QString::fromStdString(error), 2.0);
+        return;
+    }
+    const KImage photo = camera->capture(ImageBudget::insertionLimit(currentMemoryFigures()), error);
+    if (photo.isEmpty()) {
+        editor_.flashMessage(QString::fromStdString(error), 2.0);
+        return;
+    }
+    insertNewImage(photo, middleOfView());
 }
 
 void ImageCommands::insertNewImage(const KImage& picture, Point touch) {

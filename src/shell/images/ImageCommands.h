@@ -16,6 +16,7 @@
 #include "objects/qt/QtImageCodec.h"
 #include "render/ImageTextures.h"
 #include "shell/images/StationeryPicker.h"
+#include "shell/images/StillImageSource.h"
 
 namespace velumen {
 
@@ -46,6 +47,9 @@ class ImageCommands : public QObject {
     // A picture file onto the page around `canvasPoint` (the middle of the view when none), shrunk to the
     // insertion limit; false with a flashed message when the file is no picture. Editing starts at once.
     bool insertPictureFile(const QString& path, std::optional<Point> canvasPoint = std::nullopt);
+    // A photo from the camera source, placed as a picture file is; without a camera a message says so.
+    void insertFromCamera();
+    std::unique_ptr<StillImageSource> camera = std::make_unique<CameraStillImageSource>();
     // The picture's corner goes to the point less a quarter of the page, its size the fit in half the
     // page; framed, opaque; the step is undoable.
     void insertNewImage(const KImage& image, Point touchDownCanvasPoint);
