@@ -38,7 +38,8 @@ ImageCommands::ImageCommands(FoliantViewController& editor)
     toolbar_ = new ImageToolbar(&editor.view());
     grip_ = new ResizeGrip(&editor.view());
     // Pages not on screen (their thumbnails) draw their pictures from a fresh decode.
-    editor.view().compositor.decodeImage = [this](const FoliantImage& image) { return image.image(codec_); };
+    // The codec is stateless: a copy keeps the view's decoder valid whatever outlives what.
+    editor.view().compositor.decodeImage = [](const FoliantImage& image) { return image.image(QtImageCodec()); };
     ImageEditTool& tool = editor.session().imageEditTool;
     connect(toolbar_->doneButton, &QPushButton::clicked, this, [this] { imageDoneTapped(); });
     connect(toolbar_->borderButton, &QPushButton::clicked, this,
