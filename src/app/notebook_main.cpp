@@ -38,6 +38,7 @@
 #include "shell/SingleInstance.h"
 #include "shell/TouchReplay.h"
 #include "shell/UsageWiring.h"
+#include "shell/images/ImageCommands.h"
 
 namespace {
 
@@ -162,6 +163,8 @@ int main(int argc, char** argv) {
     const bool scripted = demo || script.has_value();
     const Clock& clock = scripted ? static_cast<const Clock&>(scriptClock) : static_cast<const Clock&>(steadyClock);
     FoliantViewController editor(globals, clock, forcedProfile);
+    // The stationery of the user's own pictures lives beside the books.
+    editor.images().customStationeryFolder = QDir(booksDir).filePath("Stationery");
     editor.setSavesSettingsInBackground(!demo);
     NotebookWindow window(editor);
     NotebookSession session(editor, booksDir);

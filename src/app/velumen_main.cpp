@@ -5,6 +5,8 @@
 //   velumen replay SCRIPT BOOK [--screenshot PNG]
 //                                  play a touch script into the book's current page (a new one-page book
 //                                  when BOOK does not exist) and save it; optionally a picture of the screen
+//   velumen import-pdf IN.pdf BOOK  append a page per PDF page, each holding that page as a picture (a new
+//                                  book of those pages when BOOK does not exist)
 //   velumen thumbnail [-s SIZE] BOOK OUT.png
 //                                  the book's preview as PNG, scaled to fit SIZE pixels (256 by default),
 //                                  read without loading the book: what file managers show
@@ -30,6 +32,8 @@
 #include "document/FoliantData.h"
 #include "document/KeyedArchive.h"
 #include "document/MappedFile.h"
+#include "export/PdfImport.h"
+#include "objects/ImageBudget.h"
 #include "gallery/BookPreview.h"
 #include "document/PageInkEditor.h"
 #include "imagetoink/FLTracegrabber.h"
@@ -54,6 +58,7 @@ int usage() {
         "       velumen svg BOOK [--page N]\n"
         "       velumen upgrade IN OUT\n"
         "       velumen replay SCRIPT BOOK [--screenshot PNG]\n"
+        "       velumen import-pdf IN.pdf BOOK\n"
         "       velumen thumbnail [-s SIZE] BOOK OUT.png\n"
         "       velumen trace IMAGE BOOK [--threshold T] [--target-width W] [--page N] [--mask PNG]\n"
         "                     [--preview PNG]\n",
@@ -393,6 +398,22 @@ int main(int argc, char** argv) {
         const std::string svg = chosen->pointSets ? chosen->pointSets->svgRepresentation()
                                                   : KVSPointSetArray().svgRepresentation();
         std::fwrite(svg.data(), 1, svg.size(), stdout);
+        return 0;
+    }
+    if (command == "import-pdf") {
+        if (args.size() != 3) return usage();
+        const QString bookPath = QString::fromStdString(args[2]);
+        const bool isNew = !QFile::exists(bookPath);
+        FoliantDataPtr book = readBook(bookPath, codec, why);
+        if (!book) return failure(why);
+        // A new book holds the PDF's pages alone.
+        if (isNew) book->pages().clear();
+        const int side = ImageBudget::insertionLimit(currentMemoryFigures());
+        const PdfImportResult result = importPdfPages(QString::fromStdString(args[1]), *book, codec, side);
+        if (result.pagesAdded == 0) return failure(args[1] + ": " + result.error);
+        if (isNew) book->setPageNum(0);
+        if (!writeBook(*book, bookPath, codec, why)) return failure(why);
+        std::printf("%d pages added\n", result.pagesAdded);
         return 0;
     }
     if (command == "upgrade") {

@@ -26,6 +26,8 @@ struct EditorEffects {
     bool stylusRefused = false;
     // The eyedropper looked at the page: its pick waits for the palette and the pen.
     bool colorPicked = false;
+    // A tap without movement landed on a placed object: its editing may begin (the tap drew nothing).
+    bool objectTapped = false;
 
     EditorEffects& operator|=(const EditorEffects& other) {
         repaint |= other.repaint;
@@ -38,6 +40,7 @@ struct EditorEffects {
         gestureEnded |= other.gestureEnded;
         stylusRefused |= other.stylusRefused;
         colorPicked |= other.colorPicked;
+        objectTapped |= other.objectTapped;
         return *this;
     }
     friend EditorEffects operator|(EditorEffects a, const EditorEffects& b) { return a |= b; }

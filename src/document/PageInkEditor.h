@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "document/EditorEffects.h"
+#include "document/FoliantData.h"
 #include "document/FoliantPage.h"
 #include "document/UndoManager.h"
 #include "ink/InkCommitTarget.h"
@@ -100,6 +101,28 @@ class PageInkEditor : public InkCommitTarget {
     // removes their shortened copies. Records nothing when nothing changed. Empty runs stay in the page's
     // list for the caller to remove.
     EditorEffects addUndoToRevertToPointsetsSnapshot(const KVSPointSetArrayPtr& snapshot);
+
+    // ---- Page images (PageImageEditing.cpp) ----
+    // Appends the image on top of the current page's images; its inverse removes it.
+    EditorEffects addPageImage(const FoliantImagePtr& image);
+    // Removes the image from the current page; its inverse puts it back at the place it had in the z order.
+    EditorEffects removePageImage(const FoliantImagePtr& image);
+    // Moves an image of the current page in the z order; its inverse moves it back. Indexes out of range
+    // do nothing.
+    EditorEffects movePageImageWithIndex(std::size_t from, std::size_t to);
+    // To the top of the z order; nothing when it is there already or not on the page.
+    EditorEffects bringPageImageToFront(const FoliantImagePtr& image);
+    // Gives the image the fields of `state` (frame, alpha, angle, border, filter, data) when they differ;
+    // its inverse restores a copy of the fields it had. One step for a whole editing session.
+    EditorEffects setFoliantImage(const FoliantImagePtr& image, const FoliantImagePtr& state);
+    // The book's one master image, or none; its inverse, recorded on the current page's stack, restores
+    // the one it had (or none).
+    EditorEffects setMasterImage(const FoliantDataPtr& book, const FoliantImagePtr& image);
+    // The topmost image of the current page whose rotated outline holds the page point; null for none.
+    FoliantImagePtr pageImageAtPoint(Point point) const;
+    // Whether the point is inside the image's rotated outline (its frame turned by its angle about the
+    // frame's centre).
+    static bool isPointInRotatedFrame(const FoliantImage& image, Point point);
 
   private:
     // The same edits on an explicit page; the closures recorded capture that page, so that an undo

@@ -108,10 +108,19 @@ EditorEffects TouchDispatcher::touchesBegan(const std::vector<TouchRecord>& rawT
     const std::vector<TouchRecord> filtered = getFilteredTouchesWithEvent(event);
     touchMode = TouchMode::None;
     didTouchMove = false;
+    toolTookTwoFingers_ = false;
 
-    // Anything but one touch: two start pan and zoom.
+    // Anything but one touch: two start pan and zoom, unless the single-pointer tool takes them.
     if (filtered.size() != 1) {
         if (filtered.size() != 2) return effects;
+        const auto tool = tools_.find(singlePointerMode);
+        if (document && !isLocked() && tool != tools_.end() &&
+            tool->second->beginTwoFingers(viewport_.eaglPointFromViewPoint(filtered[0].location),
+                                          viewport_.eaglPointFromViewPoint(filtered[1].location))) {
+            touchMode = singlePointerMode;
+            toolTookTwoFingers_ = true;
+            return effects;
+        }
         touchDownCanvasPoint = viewport_.eaglPointFromViewPoint(getMidTouchPointInSurface(filtered));
         touchDownViewPoint = getMidTouchPoint(filtered);
         preTouchPanDelta = viewport_.panDelta;
@@ -159,6 +168,12 @@ EditorEffects TouchDispatcher::touchesMoved(const std::vector<TouchRecord>& rawT
         didTouchMove = true;
     }
     // Two-finger modes.
+    if (toolTookTwoFingers_) {
+        Tool* tool = currentTool();
+        if (!tool || filtered.size() != 2) return {};
+        return tool->moveTwoFingers(viewport_.eaglPointFromViewPoint(filtered[0].location),
+                                    viewport_.eaglPointFromViewPoint(filtered[1].location));
+    }
     if (filtered.size() != 1) {
         if (touchMode == TouchMode::PanZoom && filtered.size() == 2) {
             const bool moved =
@@ -204,7 +219,13 @@ EditorEffects TouchDispatcher::touchesEndedOrCancelled(const std::vector<TouchRe
         // A stroke whose touch no longer counts waits for the next touch-down to decide about it.
         if (!touch && touchMode == TouchMode::Draw) return {};
         if (touch) lastSample_ = {touch->location, stylusForceFactorWithTouches(filtered)};
-        effects |= tool->end(lastSample_, cancelled);
+        if (touchMode == TouchMode::Draw && !didTouchMove && !cancelled && isObjectAtPoint &&
+            isObjectAtPoint(touchDownCanvasPoint)) {
+            effects |= tool->cancel();
+            effects.objectTapped = true;
+        } else {
+            effects |= tool->end(lastSample_, cancelled);
+        }
     }
     return effects | closeGesture();
 }
@@ -212,6 +233,7 @@ EditorEffects TouchDispatcher::touchesEndedOrCancelled(const std::vector<TouchRe
 EditorEffects TouchDispatcher::closeGesture() {
     viewport_.resetViewPanDelta(true);
     touchMode = TouchMode::None;
+    toolTookTwoFingers_ = false;
     return {.gestureEnded = true};
 }
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -29,6 +30,8 @@ enum class TouchMode {
     Select,
     // A single pointer taking a colour from the ink on the page.
     EyeDrop,
+    // Pointers move, resize or pinch the picture being edited.
+    EditImage,
 };
 
 // How touches are taken, from the user's settings.
@@ -64,6 +67,10 @@ class TouchDispatcher {
     FoliantData* document = nullptr;
     // A stylus is known to be connected (the stylus detector's answer).
     bool isPencilConnected = false;
+
+    // Whether a placed object lies under a page point: an unmoved tap of the pen there draws nothing and
+    // reports objectTapped instead. May be empty.
+    std::function<bool(Point canvasPoint)> isObjectAtPoint;
 
     // ---- Gesture state ----
     TouchMode touchMode = TouchMode::None;
@@ -116,6 +123,8 @@ class TouchDispatcher {
     std::map<TouchMode, Tool*> tools_;
     // The last sample of the single pointer, in view points.
     StrokeSample lastSample_;
+    // The single-pointer tool took the two fingers of this gesture.
+    bool toolTookTwoFingers_ = false;
 };
 
 }  // namespace velumen

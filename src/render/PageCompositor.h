@@ -26,6 +26,8 @@ namespace velumen {
 struct ImageTextureEntry {
     FoliantImagePtr object;
     GLuint texture = 0;
+    // The filter the texture was made with: a change of the object's filter makes it anew.
+    std::int32_t filterType = 0;
 };
 
 // A page to draw, shown or not: its ink and its placed images, back first.

@@ -6,6 +6,8 @@ EditorSession::EditorSession(FoliantGlobals& globals_, const Clock& clock) : clo
     dispatcher.registerTool(TouchMode::Draw, drawTool);
     dispatcher.registerTool(TouchMode::Erase, eraserTool);
     dispatcher.registerTool(TouchMode::EyeDrop, eyeDropperTool);
+    dispatcher.registerTool(TouchMode::EditImage, imageEditTool);
+    dispatcher.isObjectAtPoint = [this](Point p) { return editor.pageImageAtPoint(p) != nullptr; };
     sampler.usePenSettings(0, globals.penTables());
     updateSinglePointerMode();
     dispatcher.isPencilConnected = stylusDetector.isPencilConnected();
@@ -14,6 +16,7 @@ EditorSession::EditorSession(FoliantGlobals& globals_, const Clock& clock) : clo
 
 void EditorSession::setBook(FoliantDataPtr book) {
     sampler.cancelCurrentLine();
+    abandonEditingImage();
     book_ = std::move(book);
     if (book_ && book_->pages().empty()) {
         book_->pages().push_back(FoliantData::createNewPage());
@@ -42,7 +45,9 @@ void EditorSession::setPenColor(const KColor& color) {
 }
 
 void EditorSession::updateSinglePointerMode() {
-    if (isEyeDropPickingColor_)
+    if (imageEditTool.isEditing())
+        dispatcher.singlePointerMode = TouchMode::EditImage;
+    else if (isEyeDropPickingColor_)
         dispatcher.singlePointerMode = TouchMode::EyeDrop;
     else
         dispatcher.singlePointerMode = sampler.inkType == InkTypeEraser ? TouchMode::Erase : TouchMode::Draw;
@@ -69,6 +74,24 @@ std::optional<EyeDropperTool::Pick> EditorSession::applyEyeDropperPick() {
     }
     setPenColor(*pick->color);
     return pick;
+}
+
+EditorEffects EditorSession::beginEditingImage(const FoliantImagePtr& image, bool isPageImage) {
+    if (!image || isBookLocked()) return {};
+    const EditorEffects effects = imageEditTool.beginEditingImage(image, isPageImage);
+    updateSinglePointerMode();
+    return effects;
+}
+
+EditorEffects EditorSession::finishEditingImage() {
+    EditorEffects effects = imageEditTool.finishEditingImage();
+    updateSinglePointerMode();
+    return effects;
+}
+
+void EditorSession::abandonEditingImage() {
+    imageEditTool.abandonEditing();
+    updateSinglePointerMode();
 }
 
 void EditorSession::applySettings() {

@@ -17,6 +17,7 @@
 #include "input/tools/DrawTool.h"
 #include "input/tools/EraserTool.h"
 #include "input/tools/EyeDropperTool.h"
+#include "input/tools/ImageEditTool.h"
 #include "shell/FoliantGlobals.h"
 
 namespace velumen {
@@ -37,6 +38,7 @@ class EditorSession {
     DrawTool drawTool{sampler, editor};
     EraserTool eraserTool{editor, viewport, sampler};
     EyeDropperTool eyeDropperTool{editor, viewport};
+    ImageEditTool imageEditTool{editor, viewport};
     TouchDispatcher dispatcher{viewport};
     StylusDetector stylusDetector;
     ScreenEdgeSwipes edgeSwipes;
@@ -68,6 +70,14 @@ class EditorSession {
     // and becomes the pen's colour; over empty paper nothing changes. What the last look found; nothing
     // when the eyedropper did not look since.
     std::optional<EyeDropperTool::Pick> applyEyeDropperPick();
+
+    // ---- Editing a picture ----
+    // Starts editing the picture (refused in a locked book); pointers then move and size it.
+    EditorEffects beginEditingImage(const FoliantImagePtr& image, bool isPageImage);
+    // Ends the session as one undo step; pointers draw again.
+    EditorEffects finishEditingImage();
+    // The session's picture is no longer shown (a page turn, a new book): it ends without a step.
+    void abandonEditingImage();
 
     // Takes up the settings that input follows (palm rejection, the stylus, swipes, erasing by colour).
     void applySettings();

@@ -32,6 +32,10 @@ EditorWindow::EditorWindow(QWidget* parent) : QWidget(parent) {
     undoAction->setIconText("\u21B6");
     redoAction = command("Redo", "Redo", QKeySequence::Redo);
     redoAction->setIconText("\u21B7");
+    insertPictureAction = command("Insert Picture\u2026", "Place a picture on the page", QKeySequence("Ctrl+Shift+I"));
+    insertPhotoAction = command("Take Photo\u2026", "Place a photo from the camera on the page", QKeySequence());
+    insertPdfAction = command("Insert PDF\u2026", "Add the pages of a PDF file as new pages", QKeySequence());
+    stationeryAction = command("Stationery\u2026", "The paper behind every page of the book", QKeySequence());
     nextPageAction = command("Next Page", "Next page", QKeySequence(Qt::Key_PageDown));
     nextPageAction->setIcon(QIcon(QPixmap::fromImage(pageIconImage("right arrow.png", 2))));
     previousPageAction = command("Previous Page", "Previous page", QKeySequence(Qt::Key_PageUp));
@@ -106,7 +110,7 @@ std::vector<QAction*> EditorWindow::allActions() const {
                               unlockAction, toggleLockAction, stylusAction,       settingsAction, convertPictureAction};
     all.insert(all.end(), penActions.begin(), penActions.end());
     all.insert(all.end(), {penPaletteAction, editColorAction, eyeDropperAction, eyeDropperDoneAction, thinnerAction,
-                           thickerAction});
+                           thickerAction, insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction});
     return all;
 }
 
@@ -115,7 +119,8 @@ void EditorWindow::showLocked(bool locked) {
     redoAction->setVisible(!locked);
     for (QAction* pen : penActions)
         pen->setVisible(!locked);
-    for (QAction* pen : {penPaletteAction, editColorAction, eyeDropperAction, thinnerAction, thickerAction})
+    for (QAction* pen : {penPaletteAction, editColorAction, eyeDropperAction, thinnerAction, thickerAction,
+                         insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction})
         pen->setVisible(!locked);
     penButton_->setVisible(!locked);
     unlockAction->setVisible(locked);

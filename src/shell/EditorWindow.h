@@ -43,6 +43,11 @@ class EditorWindow : public QWidget {
     // The pen's width one step down or up its table.
     QAction* thinnerAction = nullptr;
     QAction* thickerAction = nullptr;
+    // Pictures: a picture file onto the page, a photo from the camera, the pages of a PDF file as new pages, the book's stationery.
+    QAction* insertPictureAction = nullptr;
+    QAction* insertPhotoAction = nullptr;
+    QAction* insertPdfAction = nullptr;
+    QAction* stationeryAction = nullptr;
     // Every command, in the order of the menus.
     std::vector<QAction*> allActions() const;
 

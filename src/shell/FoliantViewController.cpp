@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include "remote/FLDiagnostics.h"
+#include "shell/images/ImageCommands.h"
 #include "shell/pages/PageIcons.h"
 #include "shell/palette/EyeDropperBar.h"
 
@@ -57,6 +58,7 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals, const Cloc
     });
     eyeDropperToolbar_ = new EyeDropperBar(window_->eyeDropperDoneAction, this);
     connectCommands();
+    images_ = new ImageCommands(*this);
     updateStylusView();
     updateUndoToolbarButtons();
     updatePenToolbarIcon();
@@ -66,6 +68,8 @@ FoliantViewController::~FoliantViewController() {
     session_.editor.hooks().needsSettling = nullptr;
     session_.edgeSwipes.edgePanned = nullptr;
     session_.stylusDetector.didChangeState = nullptr;
+    delete images_;
+    images_ = nullptr;
     // The view refers to the session, a member: it goes first.
     delete view_;
     view_ = nullptr;
@@ -116,6 +120,7 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
     if (effects.gestureEnded) view_->hidePositionSatelliteView();
     if (effects.stylusRefused) window_->flashStylusButton();
     if (effects.colorPicked) eyeDropPickedColor();
+    if (images_) images_->afterEffects(effects);
     view_->showToolOverlay(session_.dispatcher.currentTool());
 }
 

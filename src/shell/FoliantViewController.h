@@ -24,6 +24,7 @@ namespace velumen {
 
 class EyeDropperBar;
 class FLDiagnostics;
+class ImageCommands;
 
 class FoliantViewController : public QWidget,
                               public FoliantDocumentDelegate,
@@ -39,6 +40,8 @@ class FoliantViewController : public QWidget,
     EditorSession& session() { return session_; }
     EditorView& view() { return *view_; }
     EditorWindow& window() { return *window_; }
+    // Pictures, stationery and PDF pages (src/shell/images).
+    ImageCommands& images() { return *images_; }
     // Turning, adding, moving and deleting pages of the open book; null while none is open.
     PageNavigator* pageNavigator() const { return pageNavigator_.get(); }
 
@@ -234,6 +237,7 @@ class FoliantViewController : public QWidget,
     QPointer<PenPalette> penPalette_;
     QPointer<BigPenPalette> bigPenPalette_;
     EyeDropperBar* eyeDropperToolbar_ = nullptr;
+    ImageCommands* images_ = nullptr;
     AppliedCounts appliedCounts_;
     bool settleQueued_ = false;
 

@@ -60,9 +60,14 @@ NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
     pages->addAction(commands.previousPageAction);
     pages->addAction(commands.nextPageAction);
     pages->addAction(commands.pagesAction);
+    QMenu* insert = menuBar()->addMenu("&Insert");
+    insert->addAction(commands.insertPictureAction);
+    insert->addAction(commands.insertPhotoAction);
+    insert->addAction(commands.insertPdfAction);
+    insert->addAction(commands.stationeryAction);
     QMenu* settings = menuBar()->addMenu("&Settings");
     settings->addAction(commands.settingsAction);
-    for (QMenu* menu : {file, edit, pens, pages, settings})
+    for (QMenu* menu : {file, edit, pens, pages, insert, settings})
         menu->setToolTipsVisible(true);
 }
 

@@ -25,6 +25,11 @@ class Tool {
     virtual EditorEffects cancel() = 0;
     // Another pointer landed during the gesture; by default the gesture is dropped.
     virtual EditorEffects interrupt() { return cancel(); }
+    // Two fingers landed (in page units) while this is the single-pointer tool: true when the tool takes
+    // the pinch itself, false to leave it to pan and zoom.
+    virtual bool beginTwoFingers(Point, Point) { return false; }
+    // The two fingers of a pinch the tool took moved (page units).
+    virtual EditorEffects moveTwoFingers(Point, Point) { return {}; }
     // The tool shows something of its own over the page while its gesture runs (a lasso, a loupe).
     virtual bool hasOverlay() const { return false; }
     // Paints that overlay, in view points; the view calls it after every event of the gesture.
