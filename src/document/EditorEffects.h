@@ -26,6 +26,11 @@ struct EditorEffects {
     bool stylusRefused = false;
     // The eyedropper looked at the page: its pick waits for the palette and the pen.
     bool colorPicked = false;
+    // A text box of the shown page was added, removed or changed by an edit or an undo: the page's text
+    // views are made anew from the model.
+    bool textBoxesChanged = false;
+    // A pointer tapped a text box: the editor opens the box that the tap tool holds.
+    bool textBoxTapped = false;
 
     EditorEffects& operator|=(const EditorEffects& other) {
         repaint |= other.repaint;
@@ -38,6 +43,8 @@ struct EditorEffects {
         gestureEnded |= other.gestureEnded;
         stylusRefused |= other.stylusRefused;
         colorPicked |= other.colorPicked;
+        textBoxesChanged |= other.textBoxesChanged;
+        textBoxTapped |= other.textBoxTapped;
         return *this;
     }
     friend EditorEffects operator|(EditorEffects a, const EditorEffects& b) { return a |= b; }

@@ -42,6 +42,8 @@ class EditorWindow : public QWidget {
     // The pen's width one step down or up its table.
     QAction* thinnerAction = nullptr;
     QAction* thickerAction = nullptr;
+    // A new text box on the page, in editing at once.
+    QAction* insertTextBoxAction = nullptr;
     // Every command, in the order of the menus.
     std::vector<QAction*> allActions() const;
 

@@ -55,6 +55,7 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals, const Cloc
         updateStylusView();
     });
     eyeDropperToolbar_ = new EyeDropperBar(window_->eyeDropperDoneAction, this);
+    makeTextBoxEditor();
     connectCommands();
     updateStylusView();
     updateUndoToolbarButtons();
@@ -90,10 +91,11 @@ void FoliantViewController::connectCommands() {
     connect(w.eyeDropperDoneAction, &QAction::triggered, this, [this] { eyeDropperDoneTapped(); });
     connect(w.thinnerAction, &QAction::triggered, this, [this] { stepPenWidth(-1); });
     connect(w.thickerAction, &QAction::triggered, this, [this] { stepPenWidth(1); });
+    connect(w.insertTextBoxAction, &QAction::triggered, this, [this] { insertTextBox(); });
     for (std::size_t i = 0; i < w.penActions.size(); ++i) {
         connect(w.penActions[i], &QAction::triggered, this, [this, index = int(i)] {
             // The keys stand for the pen button, which a locked book does not show.
-            if (!session_.isGestureRunning() && !isBookLocked()) setPenTypeIndex(index);
+            if (!session_.isGestureRunning() && !isBookLocked() && !session_.isEditingText) setPenTypeIndex(index);
         });
     }
 }
@@ -115,6 +117,7 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
     if (effects.gestureEnded) view_->hidePositionSatelliteView();
     if (effects.stylusRefused) window_->flashStylusButton();
     if (effects.colorPicked) eyeDropPickedColor();
+    applyTextEffects(effects);
     view_->showToolOverlay(session_.dispatcher.currentTool());
 }
 
@@ -168,9 +171,9 @@ void FoliantViewController::makePageNavigator() {
     }
     PageNavigatorHooks h;
     h.isGestureRunning = [this] { return session_.isGestureRunning(); };
-    h.getThumbnailImage = [this] { return view_->compositor.getThumbnailImage(); };
+    h.getThumbnailImage = [this] { return withTextBoxes(view_->compositor.getThumbnailImage(), true); };
     h.getThumbnailForPage = [this](const FoliantPage& page, Size size) {
-        return view_->compositor.getThumbnailForPage({page.pointSets, page.images}, size);
+        return withTextBoxes(view_->compositor.getThumbnailForPage({page.pointSets, page.images}, size), false, &page);
     };
     h.redrawAllLines = [this] { redrawAllLines(); };
     h.currentPageChanged = [this] {
@@ -228,12 +231,15 @@ void FoliantViewController::updateUndoToolbarButtons() {
 }
 
 void FoliantViewController::undoButtonTapped() {
+    // While a box is edited, undo belongs to its text.
+    if (session_.isEditingText) return;
     window_->undoMenuTimer()->stop();
     if (window_->undoActionSheet() && window_->undoActionSheet()->isVisible()) return;
     applyEffects(session_.undo());
 }
 
 void FoliantViewController::redoButtonTapped() {
+    if (session_.isEditingText) return;
     applyEffects(session_.redo());
 }
 
