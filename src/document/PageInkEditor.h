@@ -89,9 +89,11 @@ class PageInkEditor : public InkCommitTarget {
     EditorEffects setTextBoxState(const FoliantTextBoxPtr& box, const FoliantTextBox& state);
     // Gives the box a new frame; undone by giving it back the old one.
     EditorEffects setTextBoxFrame(const FoliantTextBoxPtr& box, const Rect& frame);
-    // The end of an editing session whose changes are already in the box: one undo step that brings back
-    // `before` (and redoes to the box as it is now). Records nothing when the box equals `before`.
-    EditorEffects recordTextBoxEdit(const FoliantTextBoxPtr& box, const FoliantTextBox& before);
+    // The end of an editing session whose changes are already in the box: one undo step, on the stack of
+    // `page` (the current page when null), that brings back `before` (and redoes to the box as it is now).
+    // Records nothing when the box equals `before`.
+    EditorEffects recordTextBoxEdit(const FoliantTextBoxPtr& box, const FoliantTextBox& before,
+                                    PageRef page = nullptr);
     // The end of a drag of the width grip, whose frames are already in the box: one undo step back to
     // `before`. Records nothing when the frame did not change.
     EditorEffects recordTextBoxFrameChange(const FoliantTextBoxPtr& box, const Rect& before);

@@ -42,8 +42,9 @@ EditorEffects PageInkEditor::setTextBoxFrame(const FoliantTextBoxPtr& box, const
     return takeEffects();
 }
 
-EditorEffects PageInkEditor::recordTextBoxEdit(const FoliantTextBoxPtr& box, const FoliantTextBox& before) {
-    const PageRef page = currentPage_;
+EditorEffects PageInkEditor::recordTextBoxEdit(const FoliantTextBoxPtr& box, const FoliantTextBox& before,
+                                               PageRef page) {
+    if (!page) page = currentPage_;
     if (!page || !box || box->isEqualToTextBox(before)) return takeEffects();
     undoManagerForPage(*page).registerUndo([this, page, box, before] { setTextBoxState(page, box, before); });
     note({.bookChanged = true});

@@ -66,7 +66,8 @@ FoliantViewController::~FoliantViewController() {
     session_.editor.hooks().needsSettling = nullptr;
     session_.edgeSwipes.edgePanned = nullptr;
     session_.stylusDetector.didChangeState = nullptr;
-    // The view refers to the session, a member: it goes first.
+    // The view refers to the session, a member: it goes first, with the text editor over its surface.
+    textBoxEditor_ = nullptr;
     delete view_;
     view_ = nullptr;
 }

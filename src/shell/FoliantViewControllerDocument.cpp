@@ -5,6 +5,7 @@
 
 #include "render/KGLUtils.h"
 #include "shell/FoliantViewController.h"
+#include "shell/text/TextBoxEditor.h"
 
 namespace velumen {
 
@@ -144,6 +145,8 @@ void FoliantViewController::documentContentsDidUpdate(FoliantDocument& doc) {
 
 void FoliantViewController::closeDocumentWithCompletion(Completion completion) {
     if (!document_) return;
+    // What is typed reaches the book when its session ends.
+    if (textBoxEditor_) textBoxEditor_->endEditing();
     FoliantDocument& doc = *document_;
     doc.setDelegate(nullptr);
     disconnect(documentStateConnection_);
@@ -201,6 +204,7 @@ void FoliantViewController::lockDocument() {
     if (!document_ || !session_.book()) return;
     dismissPopovers();
     if (session_.isEyeDropPickingColor()) eyeDropperDoneTapped();
+    if (textBoxEditor_) textBoxEditor_->endEditing();
     setEnabled(false);
     session_.book()->setIsLocked(true);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);

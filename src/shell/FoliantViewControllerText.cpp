@@ -19,13 +19,9 @@ void FoliantViewController::makeTextBoxEditor() {
 void FoliantViewController::applyTextEffects(const EditorEffects& effects) {
     // The overlay moves with the ink in the same event.
     textBoxEditor_->followViewTransform();
-    const auto& page = session_.editor.currentPage();
-    const bool pageChanged = textBoxEditor_->overlay()->property("page").value<void*>() != page.get();
-    if (pageChanged) {
-        initializePageTextViews();
-    } else if (effects.textBoxesChanged) {
-        textBoxEditor_->syncPageTextViews();
-    }
+    if (isBookLocked()) textBoxEditor_->endEditing();
+    textBoxEditor_->followCurrentPage();
+    if (effects.textBoxesChanged) textBoxEditor_->syncPageTextViews();
     if (effects.gestureEnded) textBoxEditor_->refreshAllTextViews();
     if (effects.textBoxTapped) {
         FoliantTextBoxPtr box = session_.drawTapTool.takeTappedTextBox();
@@ -36,8 +32,6 @@ void FoliantViewController::applyTextEffects(const EditorEffects& effects) {
 }
 
 void FoliantViewController::initializePageTextViews() {
-    const auto& page = session_.editor.currentPage();
-    textBoxEditor_->overlay()->setProperty("page", QVariant::fromValue<void*>(page.get()));
     textBoxEditor_->initializePageTextViews();
 }
 

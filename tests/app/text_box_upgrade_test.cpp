@@ -28,7 +28,7 @@ TEST(TextBoxUpgrade, EveryFieldComesOutOfTheUpgradeAsItWentIn) {
     auto styled = FoliantTextBox::foliantTextBoxWithText("Title\nbody", {100.5, 200.25, 640, 122},
                                                          KFont::initWithFontName("LiberationSerif-BoldItalic", 36), 0.5, 1);
     styled->foregroundColor = {0.25, 0.5, 0.75, 1};
-    styled->backgroundColor = {1, 1, 0, 0.3};
+    styled->backgroundColor = {1, 1, 0, 0.375};  // colours are stored as floats
     styled->textAlignment = 1;
     auto missing = FoliantTextBox::foliantTextBoxWithText(
         "<Text>", {0, 0, 750, 61}, KFont::initWithFontName("AFamilyNoMachineHas-Oblique", 48), 1, 0);

@@ -111,8 +111,9 @@ TEST(TextBoxFile, EveryFieldOfEveryBoxSurvivesTwoRoundTripsOfTheBook) {
     auto& boxes = book->pages()[0]->textBoxes;
     auto plain = box("Grüße, world\nline two\ttab", {12.5, 40.25, 300.75, 61});
     plain->alpha = 0.75;
-    plain->foregroundColor = {0.1, 0.2, 0.3, 0.4};
-    plain->backgroundColor = {0.9, 0.8, 0.7, 0.6};
+    // Colours and alpha are stored as floats: values a float holds exactly.
+    plain->foregroundColor = {0.125, 0.25, 0.375, 0.5};
+    plain->backgroundColor = {0.875, 0.75, 0.625, 0.5};
     plain->borderStyle = 3;
     plain->textAlignment = 2;
     // A family no machine has keeps its name.

@@ -296,6 +296,25 @@ TEST(TextEditing, ATapOnABoxOpensItAStrokeOverItDrawsAndATapOutsideEndsIt) {
     EXPECT_EQ(e.book->pointSets()->pointSets().size(), 1u);
 }
 
+TEST(TextEditing, TurningThePageEndsTheSessionOnThePageItBelongsTo) {
+    TextEditor e({makeBox("first", {100, 100, 400, 61})});
+    TextBoxEditor& t = e.text();
+    t.beginEditingTextBoxWithTextView(t.pageTextViews().front());
+    QTest::keyClick(t.overlay()->viewport(), Qt::Key_End, Qt::ControlModifier);
+    e.typeIntoBox(" page");
+    const FoliantPagePtr first = e.book->pages()[0];
+    e.vc->nextPageButtonTapped();  // adds a page and turns to it
+    QTRY_VERIFY(e.vc->session().editor.currentPage() != first);
+    EXPECT_FALSE(t.isEditing());
+    EXPECT_EQ(first->textBoxes[0]->text, "first page");
+    EXPECT_TRUE(t.pageTextViews().empty());
+    EXPECT_TRUE(e.vc->session().editor.undoManagerForPage(*first).canUndo());
+    e.vc->previousPageButtonTapped();
+    QTRY_VERIFY(e.vc->session().editor.currentPage() == first);
+    ASSERT_EQ(t.pageTextViews().size(), 1u);
+    EXPECT_EQ(t.pageTextViews().front()->document()->toPlainText(), "first page");
+}
+
 TEST(TextEditing, PastedTextIsCleanedOfControlCharacters) {
     EXPECT_EQ(cleanPastedText(QString("a\r\nb\rc\x01" "d\te") + QChar(0) + QString("f") + QChar(0x2029) + "g"),
               QString("a\nb\ncd\tef\ng"));

@@ -80,10 +80,17 @@ void TextBoxEditor::initializePageTextViews() {
     if (active_) endEditing();
     removeAllPageTextViews();
     const auto& page = session_.editor.currentPage();
+    shownPage_ = page;
     if (!page) return;
     views_.reserve(page->textBoxes.size());
     for (const FoliantTextBoxPtr& box : page->textBoxes)
         if (box) insertTextViewForTextBox(box);
+}
+
+void TextBoxEditor::followCurrentPage() {
+    const auto& page = session_.editor.currentPage();
+    if (page == shownPage_.lock() && (page || views_.empty())) return;
+    initializePageTextViews();
 }
 
 void TextBoxEditor::removeAllPageTextViews() {
@@ -160,6 +167,7 @@ void TextBoxEditor::beginEditingTextBoxWithTextView(TextBoxItem* view) {
     const FoliantGlobals& globals = session_.globals;
     active_ = view;
     editedBox_ = view->box();
+    editedPage_ = session_.editor.currentPage();
     preEditedTextBoxState_ = *editedBox_;
     preEditedTextBoxFontFamily_ = textfonts::familyForFontName(editedBox_->font.fontName).toStdString();
     session_.isEditingText = true;
@@ -190,7 +198,7 @@ void TextBoxEditor::endEditing() {
     view->setEditing(false, {});
     overlay_->setEditedItem(nullptr);
     toolbar_->hideTextControls();
-    EditorEffects effects = session_.editor.recordTextBoxEdit(box, before);
+    EditorEffects effects = session_.editor.recordTextBoxEdit(box, before, std::exchange(editedPage_, nullptr));
     const std::string family = textfonts::familyForFontName(box->font.fontName).toStdString();
     if (family != preEditedTextBoxFontFamily_) session_.globals.addRecentFontFamily(family);
     effects.repaint = true;

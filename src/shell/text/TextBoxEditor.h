@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "document/EditorEffects.h"
+#include "document/FoliantPage.h"
 #include "objects/FoliantTextBox.h"
 #include "shell/text/TextOverlayView.h"
 
@@ -39,6 +40,8 @@ class TextBoxEditor : public QObject, public TextOverlayDelegate {
     // The views follow the model after an edit or an undo: views of boxes that left go, new boxes get
     // one, the others show their model again (the edited one keeps what is being typed).
     void syncPageTextViews();
+    // The views follow the current page: made anew when it is another page than the one they show.
+    void followCurrentPage();
     // Re-assigns each view's frame from its model (at the end of a zoom).
     void refreshAllTextViews();
     // The overlay follows the ink's zoom and pan.
@@ -99,6 +102,9 @@ class TextBoxEditor : public QObject, public TextOverlayDelegate {
     std::vector<TextBoxItem*> views_;
     TextBoxItem* active_ = nullptr;
     FoliantTextBoxPtr editedBox_;
+    // The page whose boxes the views show, and the page of the session (the current page may have turned).
+    std::weak_ptr<FoliantPage> shownPage_;
+    std::shared_ptr<FoliantPage> editedPage_;
     std::optional<FoliantTextBox> preEditedTextBoxState_;
     std::string preEditedTextBoxFontFamily_;
     Rect textBoxBeingEditedPreTouchFrame_;
