@@ -190,15 +190,21 @@ TEST(TextOverlay, TheOffScreenPictureBreaksAndPlacesLinesAsTheLiveView) {
         EXPECT_NEAR(liveLines[i].left, pictureLines[i].left, 1) << i;
         EXPECT_NEAR(liveLines[i].right, pictureLines[i].right, 1) << i;
     }
-    // The page's picture carries the text too, where the box is.
+    // The page's picture carries the text too, where the box is, at the picture's own scale.
     const QImage page = e.vc->screenImage();
+    const double ratio = double(page.width()) / e.vc->touchTarget()->width();
+    const QImage scaled = textBoxImage(*box, ratio);
+    const std::vector<Line> scaledLines = textLines(scaled, scaled.rect());
     QImage dark(page.size(), QImage::Format_ARGB32);
     for (int y = 0; y < page.height(); ++y)
         for (int x = 0; x < page.width(); ++x)
             dark.setPixel(x, y, qGray(page.pixel(x, y)) < 128 ? qRgba(0, 0, 0, 255) : qRgba(0, 0, 0, 0));
-    const std::vector<Line> pageLines = textLines(dark, QRect(0, 0, 420, picture.height()));
-    ASSERT_EQ(pageLines.size(), pictureLines.size());
-    for (std::size_t i = 0; i < pageLines.size(); ++i) EXPECT_NEAR(pageLines[i].top, pictureLines[i].top, 1) << i;
+    const std::vector<Line> pageLines = textLines(dark, QRect(0, 0, scaled.width(), scaled.height()));
+    ASSERT_EQ(pageLines.size(), scaledLines.size());
+    for (std::size_t i = 0; i < pageLines.size(); ++i) {
+        EXPECT_NEAR(pageLines[i].top, scaledLines[i].top, 1) << i;
+        EXPECT_NEAR(pageLines[i].left, scaledLines[i].left, 1) << i;
+    }
 }
 
 TEST(TextEditing, ASessionOfTextFontSizeColourAndAlignmentIsOneUndoStep) {

@@ -77,7 +77,9 @@ void drawTextBoxesOnPicture(QImage& picture, const std::vector<FoliantTextBoxPtr
     if (picture.isNull() || boxes.empty()) return;
     QPainter painter(&picture);
     painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
-    painter.setTransform(pageToImage);
+    // The transform is to the picture's pixels; a painter on a picture with a pixel ratio works in points.
+    const double ratio = picture.devicePixelRatio();
+    painter.setTransform(pageToImage * QTransform::fromScale(1 / ratio, 1 / ratio));
     for (const FoliantTextBoxPtr& box : boxes) {
         if (!box) continue;
         const Rect frame = textbox::shownFrame(box->frame);
