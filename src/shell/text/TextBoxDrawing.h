@@ -34,8 +34,9 @@ void renderTextBox(const FoliantTextBox& box, const QRectF& rect, QPainter& pain
 // The box alone, `scale` device pixels per page unit, premultiplied, transparent where it has no
 // background: what a texture of the box is made from.
 QImage textBoxImage(const FoliantTextBox& box, double scale);
-// Draws the boxes, back to front, over a picture of a page whose page units map to its pixels (whatever its pixel
-// ratio) by `pageToImage`, at their shown frames with the height their text needs (as the live views show them): text lies above ink and images, as on screen.
+// Draws the boxes, back to front, over a picture of a page whose page units map to its pixels (whatever its
+// pixel ratio) by `pageToImage`, at their shown frames with the height their text needs, as the live views
+// show them: text lies above ink and images, as on screen.
 void drawTextBoxesOnPicture(QImage& picture, const std::vector<FoliantTextBoxPtr>& boxes,
                             const QTransform& pageToImage);
 
