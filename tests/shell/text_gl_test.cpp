@@ -440,3 +440,41 @@ TEST(TextPickers, FontsStylesAndColoursFollowTheirRules) {
 
 }  // namespace
 }  // namespace velumen
+
+namespace velumen {
+namespace {
+
+TEST(TextOverlay, TheWindowShowsInkThroughABoxAndTheTextOverIt) {
+    TextEditor e({makeBox("Over ink", {100, 100, 500, 61}, 48)});
+    e.viewport().setCanvasPoint({0, 0}, {0, 0}, e.viewport().minZoomFactor);
+    e.vc->applyEffects({});
+    QWidget* surface = e.vc->touchTarget();
+    // A stroke across the box, right of its text.
+    const Point from = e.viewport().viewPointFromEaglPoint({450, 130});
+    const Point to = e.viewport().viewPointFromEaglPoint({590, 130});
+    QTest::mousePress(surface, Qt::LeftButton, Qt::NoModifier, QPoint(int(from.x), int(from.y)));
+    for (double x = from.x + 5; x <= to.x; x += 5) {
+        e.clock.advance(1.0 / 60);
+        QTest::mouseMove(surface, QPoint(int(x), int(from.y)));
+    }
+    QTest::mouseRelease(surface, Qt::LeftButton, Qt::NoModifier, QPoint(int(to.x), int(to.y)));
+    QApplication::processEvents();
+    e.vc->redrawAllLines();
+    const QImage window = surface->grab().toImage();
+    const double r = window.devicePixelRatio();
+    auto darkAt = [&](Point p) {
+        const QRgb c = window.pixel(int(p.x * r), int(p.y * r));
+        return qGray(c) < 128;
+    };
+    EXPECT_TRUE(darkAt(e.viewport().viewPointFromEaglPoint({520, 130})));  // ink through the box
+    // Some of the text's pixels, and none of the box's empty part hides the paper.
+    int textPixels = 0;
+    for (int x = 105; x < 300; ++x)
+        for (int y = 105; y < 155; ++y)
+            textPixels += darkAt(e.viewport().viewPointFromEaglPoint({double(x), double(y)}));
+    EXPECT_GT(textPixels, 20);
+    EXPECT_FALSE(darkAt(e.viewport().viewPointFromEaglPoint({520, 100 + 55})));
+}
+
+}  // namespace
+}  // namespace velumen
