@@ -478,3 +478,45 @@ TEST(TextOverlay, TheWindowShowsInkThroughABoxAndTheTextOverIt) {
 
 }  // namespace
 }  // namespace velumen
+
+namespace velumen {
+namespace {
+
+void sendFinger(QWidget* target, const QPointingDevice& finger, QEvent::Type type, QPointF at) {
+    QMouseEvent event(type, at, at, target->mapToGlobal(at), Qt::LeftButton,
+                      type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier, &finger);
+    QApplication::sendEvent(target, &event);
+}
+
+TEST(TextEditing, OneFingerMovesTheEditedBoxAndAFingerTapPlacesTheCaret) {
+    TextEditor e({makeBox("finger", {100, 100, 400, 61})});
+    e.viewport().setCanvasPoint({0, 0}, {0, 0}, e.viewport().minZoomFactor);
+    e.vc->applyEffects({});
+    TextBoxEditor& t = e.text();
+    t.beginEditingTextBoxWithTextView(t.pageTextViews().front());
+    const QPointingDevice finger("finger", 4242, QInputDevice::DeviceType::TouchScreen,
+                                 QPointingDevice::PointerType::Finger, QInputDevice::Capability::Position, 10, 0);
+    QWidget* port = t.overlay()->viewport();
+    const float zoom = e.viewport().view.zoomFactor;
+    const Point start = e.viewport().viewPointFromEaglPoint({200, 130});
+    const QPointF at(start.x, start.y);
+    // A tap puts the caret where the finger was and leaves the box in place.
+    sendFinger(port, finger, QEvent::MouseButtonPress, at);
+    sendFinger(port, finger, QEvent::MouseButtonRelease, at);
+    const FoliantTextBoxPtr box = e.page().textBoxes[0];
+    EXPECT_EQ(box->frame.origin(), (Point{100, 100}));
+    EXPECT_GT(t.activeTextView()->textCursor().position(), 0);
+    EXPECT_LT(t.activeTextView()->textCursor().position(), 6);
+    // A drag moves it, by the finger's movement in page units.
+    sendFinger(port, finger, QEvent::MouseButtonPress, at);
+    sendFinger(port, finger, QEvent::MouseMove, at + QPointF(20, 10));
+    sendFinger(port, finger, QEvent::MouseMove, at + QPointF(60, 40));
+    sendFinger(port, finger, QEvent::MouseButtonRelease, at + QPointF(60, 40));
+    EXPECT_TRUE(t.isEditing());
+    EXPECT_EQ(box->frame.x, std::floor(100 + 60 / zoom));
+    EXPECT_EQ(box->frame.y, std::floor(100 + 40 / zoom));
+    EXPECT_EQ(t.activeTextView()->document()->toPlainText(), "finger");
+}
+
+}  // namespace
+}  // namespace velumen

@@ -34,6 +34,10 @@ bool isEditingKey(const QKeyEvent* key) {
         if (key->matches(standard)) return true;
     return false;
 }
+// A mouse event made from a touch of a finger, not from a mouse or a stylus.
+bool isFromFinger(const QMouseEvent* event) {
+    return event->pointingDevice() && event->pointingDevice()->type() == QInputDevice::DeviceType::TouchScreen;
+}
 }  // namespace
 
 // ---- TextBoxItem ----
@@ -286,6 +290,11 @@ void TextOverlayView::mousePressEvent(QMouseEvent* event) {
     const Rect f = active_->shownFrame();
     const Point page = pagePointFromViewPoint(p);
     if (page.x >= f.x && page.x < f.x + f.width && page.y >= f.y && page.y < f.y + f.height) {
+        if (isFromFinger(event)) {
+            press_ = Press::FingerOnBox;
+            fingerPress_.reset(event->clone());
+            return;
+        }
         press_ = Press::Text;
         QGraphicsView::mousePressEvent(event);
     }
@@ -305,6 +314,17 @@ void TextOverlayView::mouseMoveEvent(QMouseEvent* event) {
             positionGrips();
             break;
         case Press::Text: QGraphicsView::mouseMoveEvent(event); break;
+        case Press::FingerOnBox:
+            if (pressMoved_) {
+                press_ = Press::Drag;
+                fingerPress_.reset();
+                if (delegate) {
+                    delegate->textOverlayDragBegan();
+                    delegate->textOverlayDragMoved({moved.x() / zoom, moved.y() / zoom});
+                }
+                positionGrips();
+            }
+            break;
         default: break;
     }
 }
@@ -319,6 +339,12 @@ void TextOverlayView::mouseReleaseEvent(QMouseEvent* event) {
             if (delegate) delegate->textOverlayDragEnded();
             break;
         case Press::Text: QGraphicsView::mouseReleaseEvent(event); break;
+        case Press::FingerOnBox:
+            // A tap: the caret goes where the finger was.
+            if (fingerPress_) QGraphicsView::mousePressEvent(fingerPress_.get());
+            fingerPress_.reset();
+            QGraphicsView::mouseReleaseEvent(event);
+            break;
         case Press::Outside:
             if (!pressMoved_ && delegate) delegate->textOverlayTappedAt(pagePointFromViewPoint(event->position()));
             break;

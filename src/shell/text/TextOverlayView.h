@@ -8,7 +8,9 @@
 
 #include <QGraphicsTextItem>
 #include <QGraphicsView>
+#include <QMouseEvent>
 #include <functional>
+#include <memory>
 
 #include "ink/KGeometry.h"
 #include "ink/KColor.h"
@@ -115,7 +117,8 @@ class TextOverlayView : public QGraphicsView {
     void wheelEvent(QWheelEvent* event) override;
 
   private:
-    enum class Press { None, Text, Grip, Drag, Outside };
+    // A finger on the box is a tap (the caret goes there) until it moves: then it drags the box.
+    enum class Press { None, Text, Grip, Drag, Outside, FingerOnBox };
     bool onFrameBand(QPointF viewPoint) const;
 
     QGraphicsScene scene_;
@@ -125,6 +128,8 @@ class TextOverlayView : public QGraphicsView {
     ViewTransform transform_{0, {}};
     Press press_ = Press::None;
     QPointF pressPoint_;
+    // The press of a finger on the box, replayed to the text if it lifts without moving.
+    std::unique_ptr<QMouseEvent> fingerPress_;
     bool pressMoved_ = false;
 };
 
