@@ -28,6 +28,11 @@ struct EditorEffects {
     bool colorPicked = false;
     // A tap without movement landed on a placed object: its editing may begin (the tap drew nothing).
     bool objectTapped = false;
+    // A text box of the shown page was added, removed or changed by an edit or an undo: the page's text
+    // views are made anew from the model.
+    bool textBoxesChanged = false;
+    // A pointer tapped a text box: the editor opens the box that the tap tool holds.
+    bool textBoxTapped = false;
 
     EditorEffects& operator|=(const EditorEffects& other) {
         repaint |= other.repaint;
@@ -41,6 +46,8 @@ struct EditorEffects {
         stylusRefused |= other.stylusRefused;
         colorPicked |= other.colorPicked;
         objectTapped |= other.objectTapped;
+        textBoxesChanged |= other.textBoxesChanged;
+        textBoxTapped |= other.textBoxTapped;
         return *this;
     }
     friend EditorEffects operator|(EditorEffects a, const EditorEffects& b) { return a |= b; }

@@ -18,6 +18,7 @@
 #include "ink/KColor.h"
 #include "ink/KGeometry.h"
 #include "ink/KVSPointSetArray.h"
+#include "objects/FoliantTextBox.h"
 
 namespace velumen {
 
@@ -84,6 +85,24 @@ class PageInkEditor : public InkCommitTarget {
     // Gives the page back the very list that clearBoard took.
     EditorEffects undoClearBoard(const KVSPointSetArrayPtr& oldPointSets);
 
+    // ---- Text boxes (PageInkEditorText.cpp) ----
+    // Appends the box to the current page (on top of the others); undone by removing it.
+    EditorEffects addTextBox(const FoliantTextBoxPtr& box);
+    // Takes the box off the current page; undone by putting it back at its place in the z order.
+    EditorEffects removeTextBox(const FoliantTextBoxPtr& box);
+    // Gives the box every field of `state`; undone by giving it back what it held.
+    EditorEffects setTextBoxState(const FoliantTextBoxPtr& box, const FoliantTextBox& state);
+    // Gives the box a new frame; undone by giving it back the old one.
+    EditorEffects setTextBoxFrame(const FoliantTextBoxPtr& box, const Rect& frame);
+    // The end of an editing session whose changes are already in the box: one undo step, on the stack of
+    // `page` (the current page when null), that brings back `before` (and redoes to the box as it is now).
+    // Records nothing when the box equals `before`.
+    EditorEffects recordTextBoxEdit(const FoliantTextBoxPtr& box, const FoliantTextBox& before,
+                                    PageRef page = nullptr);
+    // The end of a drag of the width grip, whose frames are already in the box: one undo step back to
+    // `before`. Records nothing when the frame did not change.
+    EditorEffects recordTextBoxFrameChange(const FoliantTextBoxPtr& box, const Rect& before);
+
     // ---- Erasing ----
     // The start of an erasing gesture: the page erases on a copy of its list, and the list as it was is
     // kept, so that cancelErasing can put it back without a trace. A gesture already running is ended first.
@@ -134,6 +153,11 @@ class PageInkEditor : public InkCommitTarget {
     void removePointSetsFromBack(const PageRef& page, const KVSPointSetArrayPtr& pointSets);
     void clearBoard(const PageRef& page);
     void undoClearBoard(const PageRef& page, const KVSPointSetArrayPtr& oldPointSets);
+    void addTextBox(const PageRef& page, const FoliantTextBoxPtr& box, std::size_t index);
+    void removeTextBox(const PageRef& page, const FoliantTextBoxPtr& box);
+    void setTextBoxState(const PageRef& page, const FoliantTextBoxPtr& box, const FoliantTextBox& state);
+    // A text box of the page changed: its views follow and the book changed.
+    void didChangeTextBoxes(const PageRef& page);
 
     KVSPointSetArray& inkOf(FoliantPage& page);
     // Removes the given runs from the page and returns them in their z order (the caller's array when it

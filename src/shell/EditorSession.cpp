@@ -3,8 +3,8 @@
 namespace velumen {
 
 EditorSession::EditorSession(FoliantGlobals& globals_, const Clock& clock) : clock_(clock), globals(globals_) {
-    dispatcher.registerTool(TouchMode::Draw, drawTool);
-    dispatcher.registerTool(TouchMode::Erase, eraserTool);
+    dispatcher.registerTool(TouchMode::Draw, drawTapTool);
+    dispatcher.registerTool(TouchMode::Erase, eraseTapTool);
     dispatcher.registerTool(TouchMode::EyeDrop, eyeDropperTool);
     dispatcher.registerTool(TouchMode::EditImage, imageEditTool);
     dispatcher.isObjectAtPoint = [this](Point p) { return editor.pageImageAtPoint(p) != nullptr; };

@@ -18,6 +18,7 @@
 #include "input/tools/EraserTool.h"
 #include "input/tools/EyeDropperTool.h"
 #include "input/tools/ImageEditTool.h"
+#include "input/tools/TextTapTool.h"
 #include "shell/FoliantGlobals.h"
 
 namespace velumen {
@@ -39,9 +40,14 @@ class EditorSession {
     EraserTool eraserTool{editor, viewport, sampler};
     EyeDropperTool eyeDropperTool{editor, viewport};
     ImageEditTool imageEditTool{editor, viewport};
+    // In front of the pen and the eraser: a tap on a text box opens it.
+    TextTapTool drawTapTool{drawTool, editor, viewport};
+    TextTapTool eraseTapTool{eraserTool, editor, viewport};
     TouchDispatcher dispatcher{viewport};
     StylusDetector stylusDetector;
     ScreenEdgeSwipes edgeSwipes;
+    // A text box is being edited: the keys and buttons of the page (pens, page undo) wait.
+    bool isEditingText = false;
 
     // Shows the book (or none): a book without pages gets one, a page without an ink list an empty one; a
     // stroke in progress is dropped. The viewport's pan and zoom are laid out by the caller.

@@ -64,6 +64,7 @@ EditorWindow::EditorWindow(QWidget* parent) : QWidget(parent) {
     eyeDropperAction = command("Pick Colour from Page", "Take the colour of ink on the page (I)", QKeySequence("I"));
     eyeDropperDoneAction = command("Stop Picking Colour", "Stop picking colours (Esc)", QKeySequence(Qt::Key_Escape));
     eyeDropperDoneAction->setIconText("Done");
+    insertTextBoxAction = command("Insert Text Box", "Type text on the page (T)", QKeySequence("T"));
     eyeDropperDoneAction->setEnabled(false);
     thinnerAction = command("Thinner Pen", "The pen one width step thinner ([)", QKeySequence("["));
     thickerAction = command("Thicker Pen", "The pen one width step thicker (])", QKeySequence("]"));
@@ -110,7 +111,7 @@ std::vector<QAction*> EditorWindow::allActions() const {
                               unlockAction, toggleLockAction, stylusAction,       settingsAction, convertPictureAction};
     all.insert(all.end(), penActions.begin(), penActions.end());
     all.insert(all.end(), {penPaletteAction, editColorAction, eyeDropperAction, eyeDropperDoneAction, thinnerAction,
-                           thickerAction, insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction});
+                           thickerAction, insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction, insertTextBoxAction});
     return all;
 }
 
@@ -120,7 +121,7 @@ void EditorWindow::showLocked(bool locked) {
     for (QAction* pen : penActions)
         pen->setVisible(!locked);
     for (QAction* pen : {penPaletteAction, editColorAction, eyeDropperAction, thinnerAction, thickerAction,
-                         insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction})
+                         insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction, insertTextBoxAction})
         pen->setVisible(!locked);
     penButton_->setVisible(!locked);
     unlockAction->setVisible(locked);

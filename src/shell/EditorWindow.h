@@ -48,6 +48,8 @@ class EditorWindow : public QWidget {
     QAction* insertPhotoAction = nullptr;
     QAction* insertPdfAction = nullptr;
     QAction* stationeryAction = nullptr;
+    // A new text box on the page, in editing at once.
+    QAction* insertTextBoxAction = nullptr;
     // Every command, in the order of the menus.
     std::vector<QAction*> allActions() const;
 

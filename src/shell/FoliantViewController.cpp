@@ -57,6 +57,7 @@ FoliantViewController::FoliantViewController(FoliantGlobals& globals, const Cloc
         updateStylusView();
     });
     eyeDropperToolbar_ = new EyeDropperBar(window_->eyeDropperDoneAction, this);
+    makeTextBoxEditor();
     connectCommands();
     images_ = new ImageCommands(*this);
     updateStylusView();
@@ -71,6 +72,8 @@ FoliantViewController::~FoliantViewController() {
     delete images_;
     images_ = nullptr;
     // The view refers to the session, a member: it goes first.
+    // The view refers to the session, a member: it goes first, with the text editor over its surface.
+    textBoxEditor_ = nullptr;
     delete view_;
     view_ = nullptr;
 }
@@ -95,10 +98,11 @@ void FoliantViewController::connectCommands() {
     connect(w.eyeDropperDoneAction, &QAction::triggered, this, [this] { eyeDropperDoneTapped(); });
     connect(w.thinnerAction, &QAction::triggered, this, [this] { stepPenWidth(-1); });
     connect(w.thickerAction, &QAction::triggered, this, [this] { stepPenWidth(1); });
+    connect(w.insertTextBoxAction, &QAction::triggered, this, [this] { insertTextBox(); });
     for (std::size_t i = 0; i < w.penActions.size(); ++i) {
         connect(w.penActions[i], &QAction::triggered, this, [this, index = int(i)] {
             // The keys stand for the pen button, which a locked book does not show.
-            if (!session_.isGestureRunning() && !isBookLocked()) setPenTypeIndex(index);
+            if (!session_.isGestureRunning() && !isBookLocked() && !session_.isEditingText) setPenTypeIndex(index);
         });
     }
 }
@@ -121,6 +125,7 @@ void FoliantViewController::applyEffects(EditorEffects effects) {
     if (effects.stylusRefused) window_->flashStylusButton();
     if (effects.colorPicked) eyeDropPickedColor();
     if (images_) images_->afterEffects(effects);
+    applyTextEffects(effects);
     view_->showToolOverlay(session_.dispatcher.currentTool());
 }
 
@@ -174,9 +179,9 @@ void FoliantViewController::makePageNavigator() {
     }
     PageNavigatorHooks h;
     h.isGestureRunning = [this] { return session_.isGestureRunning(); };
-    h.getThumbnailImage = [this] { return view_->compositor.getThumbnailImage(); };
+    h.getThumbnailImage = [this] { return withTextBoxes(view_->compositor.getThumbnailImage(), true); };
     h.getThumbnailForPage = [this](const FoliantPage& page, Size size) {
-        return view_->compositor.getThumbnailForPage({page.pointSets, page.images}, size);
+        return withTextBoxes(view_->compositor.getThumbnailForPage({page.pointSets, page.images}, size), false, &page);
     };
     h.redrawAllLines = [this] { redrawAllLines(); };
     h.currentPageChanged = [this] {
@@ -236,12 +241,15 @@ void FoliantViewController::updateUndoToolbarButtons() {
 }
 
 void FoliantViewController::undoButtonTapped() {
+    // While a box is edited, undo belongs to its text.
+    if (session_.isEditingText) return;
     window_->undoMenuTimer()->stop();
     if (window_->undoActionSheet() && window_->undoActionSheet()->isVisible()) return;
     applyEffects(session_.undo());
 }
 
 void FoliantViewController::redoButtonTapped() {
+    if (session_.isEditingText) return;
     applyEffects(session_.redo());
 }
 

@@ -25,6 +25,7 @@ namespace velumen {
 class EyeDropperBar;
 class FLDiagnostics;
 class ImageCommands;
+class TextBoxEditor;
 
 class FoliantViewController : public QWidget,
                               public FoliantDocumentDelegate,
@@ -56,7 +57,7 @@ class FoliantViewController : public QWidget,
     // Repaints the whole page now.
     void redrawAllLines() { view_->redrawAllLines(); }
     // The surface as the user sees it, at its pixel size; null without GL.
-    QImage screenImage() { return view_->screenImage(); }
+    QImage screenImage() { return withTextBoxes(view_->screenImage(), true); }
     // False when no GL context could be made: then touches still make ink but nothing is shown.
     bool hasSurface() const { return view_->hasSurface(); }
     // The widget that receives the touches (the GL surface, or the frame without GL).
@@ -196,6 +197,16 @@ class FoliantViewController : public QWidget,
     void bigPenPaletteDidChangeEraserMode(BigPenPalette* palette, bool isErasingSelectedColor) override;
     void bigPenPaletteDidClose(BigPenPalette* palette) override;
 
+    // ---- Text boxes (FoliantViewControllerText.cpp) ----
+    // The live text views, the editing session, the text toolbar and its pickers.
+    TextBoxEditor& textBoxEditor() const { return *textBoxEditor_; }
+    // A new box in editing: under the pointer when it is over the page, else in the middle of what shows.
+    void insertTextBox();
+    // The page's text views made anew (a book opened, a page turned), or brought up to the model.
+    void initializePageTextViews();
+    // Text boxes drawn over a picture of the shown page (`screen`: the surface as shown) or of a whole page.
+    QImage withTextBoxes(QImage picture, bool screen, const FoliantPage* page = nullptr);
+
     // Views, for the tests and the tools; null where the profile has none.
     QToolButton* stylusButton() const { return window_->stylusButton(); }
     QToolButton* undoButton() const { return window_->undoButton(); }
@@ -227,6 +238,9 @@ class FoliantViewController : public QWidget,
     void paletteEraserModeChanged(bool isErasingSelectedColor);
     // Takes up what the eyedropper found in this event.
     void eyeDropPickedColor();
+    void makeTextBoxEditor();
+    // What the effects of an event mean for the text views.
+    void applyTextEffects(const EditorEffects& effects);
     // The toolbar's pen commands act only while no gesture runs in an unlocked book.
     bool acceptsPenCommands() const { return !session_.isGestureRunning() && !isBookLocked(); }
 
@@ -238,6 +252,7 @@ class FoliantViewController : public QWidget,
     QPointer<BigPenPalette> bigPenPalette_;
     EyeDropperBar* eyeDropperToolbar_ = nullptr;
     ImageCommands* images_ = nullptr;
+    TextBoxEditor* textBoxEditor_ = nullptr;
     AppliedCounts appliedCounts_;
     bool settleQueued_ = false;
 

@@ -6,6 +6,7 @@
 #include "remote/FLDiagnostics.h"
 #include "render/KGLUtils.h"
 #include "shell/FoliantViewController.h"
+#include "shell/text/TextBoxEditor.h"
 
 namespace velumen {
 
@@ -145,6 +146,8 @@ void FoliantViewController::documentContentsDidUpdate(FoliantDocument& doc) {
 
 void FoliantViewController::closeDocumentWithCompletion(Completion completion) {
     if (!document_) return;
+    // What is typed reaches the book when its session ends.
+    if (textBoxEditor_) textBoxEditor_->endEditing();
     FoliantDocument& doc = *document_;
     doc.setDelegate(nullptr);
     disconnect(documentStateConnection_);
@@ -203,6 +206,7 @@ void FoliantViewController::lockDocument() {
     dismissPopovers();
     if (session_.isEyeDropPickingColor()) eyeDropperDoneTapped();
     if (diagnostics) diagnostics->didLockBook();
+    if (textBoxEditor_) textBoxEditor_->endEditing();
     setEnabled(false);
     session_.book()->setIsLocked(true);
     document_->updateChangeCount(FoliantDocument::ChangeKind::Done);

@@ -36,6 +36,8 @@ NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
     edit->addAction(commands.undoAction);
     edit->addAction(commands.redoAction);
     edit->addSeparator();
+    edit->addAction(commands.insertTextBoxAction);
+    edit->addSeparator();
     edit->addAction(commands.toggleLockAction);
     edit->addAction(commands.unlockAction);
     edit->addAction(commands.convertPictureAction);
