@@ -482,13 +482,19 @@ void GalleryView::promptRename() {
     dialog->setTextValue(QFileInfo(gallery_.selectedFileUrl.toLocalFile()).completeBaseName());
     dialog->setOkButtonText(KCloudGallery::kRenameButton);
     dialog->setCancelButtonText(KCloudGallery::kCancelButton);
-    if (auto* field = dialog->findChild<QLineEdit*>()) field->setClearButtonEnabled(true);
+    auto* field = dialog->findChild<QLineEdit*>();
+    if (field) field->setClearButtonEnabled(true);
     connect(dialog, &QInputDialog::textValueSelected, this, [this](const QString& text) {
         gallery_.renameSelectedFile(text);
     });
     connect(dialog, &QDialog::finished, grid_, [this] { grid_->setFocus(); });
     dialog_ = dialog;
     dialog->open();
+    // The name is ready to be typed over.
+    if (field) {
+        field->setFocus(Qt::OtherFocusReason);
+        field->selectAll();
+    }
 }
 
 void GalleryView::confirmDelete() {
