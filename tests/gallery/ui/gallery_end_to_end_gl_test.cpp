@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QInputDialog>
 #include <QLineEdit>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStackedWidget>
@@ -17,6 +18,7 @@
 
 #include "app/NotebookGallery.h"
 #include "gallery/BookPreview.h"
+#include "gallery/guide/GuideBooks.h"
 #include "gallery/ui/GalleryView.h"
 #include "shell/DefaultsStore.h"
 #include "shell/FoliantViewController.h"
@@ -48,8 +50,9 @@ struct Notebook {
             globals.defaults().store());
         gallery->viewDidLoad();
         view = std::make_unique<GalleryView>(*gallery, window->stack());
-        window->addGallery(view.get(), {view->newBookAction, view->renameAction, view->duplicateAction,
-                                        view->deleteAction});
+        window->addGallery(view.get(), {view->newBookAction, view->importAction, view->openAction,
+                                        view->renameAction, view->duplicateAction, view->deleteAction,
+                                        view->findAction});
         shelf = std::make_unique<NotebookGallery>(editor, *window, *view);
         shelf->showMessage = [this](const QString& text) { messages << text; };
         window->resize(1100, 850);
@@ -267,6 +270,52 @@ TEST(GalleryEndToEnd, ABrokenBookIsRefusedWithItsMessageAndTheGalleryStays) {
     // The gallery still works: the next book opens.
     n.clickCard("QuickStart Guide");
     WAIT_FOR(n.window->stack()->currentWidget() == &n.editor, 15000);
+}
+
+// The guide's words, as the tokens a reader sees: "Ctrl+N:" reads as "Ctrl+N".
+QStringList guideTokens() {
+    QStringList tokens;
+    for (const GuidePage& page : quickStartGuidePages()) {
+        for (const QString& line : page.lines) {
+            for (QString token : line.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+                tokens << token.toLower();
+                while (token.size() > 1 && QStringLiteral(":;.").contains(token.back())) token.chop(1);
+                tokens << token.toLower();
+            }
+        }
+    }
+    return tokens;
+}
+
+QString guideText() {
+    QString text;
+    for (const GuidePage& page : quickStartGuidePages()) text += page.title + '\n' + page.lines.join('\n') + '\n';
+    return text.toLower();
+}
+
+TEST(GuideBooks, TheGuideGivesTheKeyOfEveryCommandInTheMenusAndNamesThePensAndGestures) {
+    Notebook n;
+    const QStringList tokens = guideTokens();
+    int checked = 0;
+    for (QAction* menu : n.window->menuBar()->actions()) {
+        if (!menu->menu()) continue;
+        for (QAction* action : menu->menu()->actions()) {
+            QStringList keys;
+            for (const QKeySequence& key : action->shortcuts())
+                if (!key.isEmpty()) keys << key.toString(QKeySequence::PortableText).toLower();
+            if (keys.isEmpty()) continue;
+            ++checked;
+            bool named = false;
+            for (const QString& key : keys) named = named || tokens.contains(key);
+            EXPECT_TRUE(named) << qPrintable(action->text()) << ": none of " << qPrintable(keys.join(" "))
+                               << " is in the guide";
+        }
+    }
+    EXPECT_GE(checked, 20);
+    const QString text = guideText();
+    for (const char* words : {"fountain pen", "pencil", "brush", "highlighter", "eraser", "two fingers", "pinch",
+                              "swipe", "stylus", "gallery", "search", "sort"})
+        EXPECT_TRUE(text.contains(words)) << words;
 }
 
 }  // namespace
