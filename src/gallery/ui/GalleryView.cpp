@@ -200,9 +200,17 @@ void GalleryGridView::paintIcon(QPainter& painter, const FileInfo& record, QPoin
         requested_.insert(key);
         gallery_.setThumbnailAsync(record.fileUrl);
     }
-    const double labelWidth = metrics_.thumbnailSize.width() - 10;
-    const QRectF nameRect(card.left() + 5, card.bottom() + 5, labelWidth, 20);
-    const QRectF dateRect(card.left() + 5, card.bottom() + 25, labelWidth, 15);
+    // Categories, when switched on, mark the icon and move the name aside.
+    const bool categories = gallery_.showCategories();
+    const double labelLeft = categories ? 44 : 0;
+    if (categories) {
+        const QString name = QFileInfo(record.fileName).completeBaseName();
+        painter.fillRect(QRectF(card.left() + 12, card.bottom() + 12, 20, 20),
+                         gallery_.colorForCategoryIndex(gallery_.categoryIndexForFileWithName(name)));
+    }
+    const double labelWidth = metrics_.thumbnailSize.width() - 10 - labelLeft;
+    const QRectF nameRect(card.left() + 5 + labelLeft, card.bottom() + 5, labelWidth, 20);
+    const QRectF dateRect(card.left() + 5 + labelLeft, card.bottom() + 25, labelWidth, 15);
     QFont nameFont = font();
     nameFont.setBold(true);
     nameFont.setPixelSize(metrics_.thumbnailSize.width() >= 200 ? 18 : 14);

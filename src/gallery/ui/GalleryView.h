@@ -110,6 +110,7 @@ class GalleryView : public QWidget {
     // The gallery goes behind an open book (false) or comes back (true); the zoom's picture fades away
     // once the editor is up.
     void show(bool shown);
+    using QWidget::show;
     // The way back from a closed book: the list is read again (the edited book now first by date and
     // scrolled into view), then its picture shrinks from the whole screen into its icon.
     void zoomOutWithCompletion(std::function<void()> done);
