@@ -5,6 +5,7 @@
 #include <QStackedWidget>
 #include <QUrl>
 
+#include "document/DisplayText.h"
 #include "gallery/ui/GalleryView.h"
 #include "shell/FoliantViewController.h"
 #include "shell/NotebookSession.h"
@@ -41,7 +42,9 @@ NotebookGallery::NotebookGallery(FoliantViewController& editor, NotebookWindow& 
 
 QString NotebookGallery::titleFor(const QString& path) {
     if (path.isEmpty()) return QStringLiteral("Velumen");
-    return QFileInfo(path).completeBaseName() + QStringLiteral(" \u2014 Velumen");
+    // A name may hold control characters: the title shows them as visible text on one line.
+    const QString name = QString::fromStdString(escapedForDisplay(QFileInfo(path).completeBaseName().toStdString()));
+    return name + QStringLiteral(" \u2014 Velumen");
 }
 
 void NotebookGallery::start(const QString& path) {

@@ -9,6 +9,7 @@
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStackedWidget>
@@ -221,6 +222,12 @@ TEST(GalleryEndToEnd, AClickOpensABookAndClosingItReturnsToTheGridWithItsNewPict
     EXPECT_EQ(n.window->windowTitle(), "New Book \u2014 Velumen");
     WAIT_FOR(!n.view->isZooming(), 5000);
 
+    // While the book is open, the folder's changes (the editor's own saves) rebuild nothing.
+    int rebuilt = 0;
+    QObject::connect(n.gallery.get(), &KCloudGallery::filesChanged, n.view.get(), [&] { ++rebuilt; });
+    n.gallery->directoryChanged();
+    EXPECT_EQ(rebuilt, 0);
+
     // A stroke across the page.
     QWidget* surface = n.editor.touchTarget();
     const QPoint from(surface->width() / 4, surface->height() / 3);
@@ -236,6 +243,7 @@ TEST(GalleryEndToEnd, AClickOpensABookAndClosingItReturnsToTheGridWithItsNewPict
     WAIT_FOR(!n.view->isZooming(), 5000);
     EXPECT_TRUE(n.view->isEnabled());
     EXPECT_EQ(n.gallery->files.front().fileUrl, QUrl::fromLocalFile(path));
+    EXPECT_GE(rebuilt, 1);
     const QImage picture = n.gallery->getCachedThumbnailForFile(QUrl::fromLocalFile(path));
     ASSERT_FALSE(picture.isNull());
     bool inked = false;
@@ -270,6 +278,59 @@ TEST(GalleryEndToEnd, ABrokenBookIsRefusedWithItsMessageAndTheGalleryStays) {
     // The gallery still works: the next book opens.
     n.clickCard("QuickStart Guide");
     WAIT_FOR(n.window->stack()->currentWidget() == &n.editor, 15000);
+}
+
+TEST(GalleryEndToEnd, ARightClickOffersTheBookMenuAndTakingFilesInMovesOnlyDroppedOnes) {
+    Notebook n;
+    REQUIRE_SURFACE(n);
+    // A right click on a card selects the book and offers its commands.
+    const QRectF card = n.view->grid()->iconRect(n.indexOf("QuickStart Guide"));
+    ASSERT_FALSE(card.isEmpty());
+    QContextMenuEvent menuEvent(QContextMenuEvent::Mouse, card.center().toPoint(),
+                                n.view->grid()->viewport()->mapToGlobal(card.center().toPoint()));
+    QApplication::sendEvent(n.view->grid()->viewport(), &menuEvent);
+    WAIT_FOR(n.view->findChild<QMenu*>("galleryContextMenu") && n.view->findChild<QMenu*>("galleryContextMenu")->isVisible(),
+             5000);
+    QMenu* menu = n.view->findChild<QMenu*>("galleryContextMenu");
+    QStringList entries;
+    for (QAction* action : menu->actions()) entries << action->text();
+    EXPECT_EQ(entries, QStringList({"Rename", "Duplicate", "Delete"}));
+    EXPECT_EQ(n.selectedName(), "QuickStart Guide");
+    menu->close();
+
+    // A file dropped on the grid moves into the books folder as a book, and its open is refused.
+    const QString elsewhere = n.dir.filePath("Elsewhere");
+    QDir().mkpath(elsewhere);
+    const QString report = elsewhere + "/Report.pdf";
+    {
+        QFile pdf(report);
+        ASSERT_TRUE(pdf.open(QIODevice::WriteOnly));
+        pdf.write("%PDF-1.4 not a book");
+    }
+    auto* data = new QMimeData;
+    data->setUrls({QUrl::fromLocalFile(report)});
+    const QPoint middle = n.view->grid()->viewport()->rect().center();
+    QDragEnterEvent enter(middle, Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(n.view->grid()->viewport(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop(QPointF(middle), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(n.view->grid()->viewport(), &drop);
+    delete data;
+    WAIT_FOR(QFile::exists(n.book("Report")), 5000);
+    EXPECT_FALSE(QFile::exists(report));
+    WAIT_FOR(n.messages.size() == 1, 15000);
+    EXPECT_TRUE(n.messages[0].contains("Report.velumen"));
+    WAIT_FOR(!n.view->isZooming(), 5000);
+    EXPECT_EQ(n.window->stack()->currentWidget(), n.view.get());
+
+    // A book handed over from outside opens where it is and is never moved.
+    const QString trip = elsewhere + "/Trip.velumen";
+    ASSERT_TRUE(QFile::copy(n.dir.filePath("resources/New Page.velumen"), trip));
+    n.shelf->start(trip);
+    WAIT_FOR(n.window->stack()->currentWidget() == &n.editor, 15000);
+    EXPECT_EQ(n.window->windowTitle(), "Trip \u2014 Velumen");
+    EXPECT_TRUE(QFile::exists(trip));
+    EXPECT_FALSE(QFile::exists(n.book("Trip")));
 }
 
 // The guide's words, as the tokens a reader sees: "Ctrl+N:" reads as "Ctrl+N".
