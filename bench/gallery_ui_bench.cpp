@@ -33,7 +33,8 @@ struct Shelf {
         const std::vector<std::uint8_t> bytes = FoliantGallery::onePageBookBytes();
         for (int i = 0; i < kBooks; ++i) {
             QFile file(documents + QString("/Book %1.velumen").arg(i));
-            if (file.open(QIODevice::WriteOnly)) file.write(reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size()));
+            if (file.open(QIODevice::WriteOnly))
+                file.write(reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size()));
         }
         defaults = std::make_unique<QSettings>(root.filePath("defaults.ini"), QSettings::IniFormat);
         defaults->setValue(FoliantGallery::kQuickStartVersion, 100);
@@ -52,7 +53,9 @@ struct Shelf {
     }
 };
 
-Shelf& shelf() { return sharedObject<Shelf>(); }
+Shelf& shelf() {
+    return sharedObject<Shelf>();
+}
 
 void BM_ListThousandBooksWithScreen(benchmark::State& state) {
     Shelf& s = shelf();
@@ -84,7 +87,8 @@ BENCHMARK(BM_ListThousandBooksWithScreen)->Unit(benchmark::kMillisecond);
 // Baseline: the directory walk with a stat of each entry, nothing more.
 void BM_WalkThousandBooks(benchmark::State& state) {
     Shelf& s = shelf();
-    for (auto _ : state) benchmark::DoNotOptimize(KUtils::getDateSortedFileList(s.documents));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(KUtils::getDateSortedFileList(s.documents));
 }
 BENCHMARK(BM_WalkThousandBooks)->Unit(benchmark::kMillisecond);
 

@@ -8,14 +8,17 @@
 
 namespace velumen {
 
-QString booksFolderIn(const QString& documents) { return QDir(documents).filePath(QStringLiteral("Velumen")); }
+QString booksFolderIn(const QString& documents) {
+    return QDir(documents).filePath(QStringLiteral("Velumen"));
+}
 
 BooksMove moveBooksOnce(const QString& oldFolder, const QString& newFolder) {
     BooksMove result;
     const QDir old(oldFolder);
     if (!old.exists() || QFileInfo(oldFolder).canonicalFilePath() == QFileInfo(newFolder).canonicalFilePath())
         return result;
-    const QStringList books = old.entryList({QStringLiteral("*.velumen")}, QDir::Files | QDir::Hidden, QDir::Name);
+    const QStringList books =
+        old.entryList({QStringLiteral("*.velumen")}, QDir::Files | QDir::Hidden, QDir::Name);
     if (books.isEmpty()) return result;
     KUtils::ensureDirectoryExists(newFolder);
     for (const QString& name : books) {

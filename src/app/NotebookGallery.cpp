@@ -16,7 +16,8 @@ namespace velumen {
 namespace {
 
 QImage toQImage(const KImagePtr& image) {
-    if (!image || image->isEmpty() || image->pixels.size() < std::size_t(image->width) * std::size_t(image->height))
+    if (!image || image->isEmpty() ||
+        image->pixels.size() < std::size_t(image->width) * std::size_t(image->height))
         return {};
     return QImage(reinterpret_cast<const uchar*>(image->pixels.data()), image->width, image->height,
                   image->width * 4, QImage::Format_ARGB32_Premultiplied)
@@ -43,7 +44,8 @@ NotebookGallery::NotebookGallery(FoliantViewController& editor, NotebookWindow& 
 QString NotebookGallery::titleFor(const QString& path) {
     if (path.isEmpty()) return QStringLiteral("Velumen");
     // A name may hold control characters: the title shows them as visible text on one line.
-    const QString name = QString::fromStdString(escapedForDisplay(QFileInfo(path).completeBaseName().toStdString()));
+    const QString name =
+        QString::fromStdString(escapedForDisplay(QFileInfo(path).completeBaseName().toStdString()));
     return name + QStringLiteral(" \u2014 Velumen");
 }
 
@@ -55,7 +57,9 @@ void NotebookGallery::start(const QString& path) {
         view_.gallery().handleOpenUrl(QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath()), true);
 }
 
-void NotebookGallery::reelGalleryWillOpenFile(KCloudGallery&, const QUrl&) { opening_ = true; }
+void NotebookGallery::reelGalleryWillOpenFile(KCloudGallery&, const QUrl&) {
+    opening_ = true;
+}
 
 void NotebookGallery::reelGalleryDidOpenFile(KCloudGallery&, const QUrl& url) {
     const QString path = url.toLocalFile();

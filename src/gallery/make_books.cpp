@@ -40,7 +40,8 @@ int main(int argc, char** argv) {
         QString written;
         if (!book || !writeFileAtomically(folder + QLatin1Char('/') + QString::fromLatin1(guide.name),
                                           archivedDataWithRootObject(*book, &codec), written)) {
-            std::fprintf(stderr, "velumen_make_books: %s: %s%s\n", guide.name, error.c_str(), qPrintable(written));
+            std::fprintf(stderr, "velumen_make_books: %s: %s%s\n", guide.name, error.c_str(),
+                         qPrintable(written));
             return 1;
         }
     }

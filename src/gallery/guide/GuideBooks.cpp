@@ -80,7 +80,7 @@ const QHash<QChar, const char*>& shapes() {
     return table;
 }
 
-constexpr double kAdvance = 5.5;  // grid steps from one letter to the next
+constexpr double kAdvance = 5.5;   // grid steps from one letter to the next
 constexpr double kLineSteps = 11;  // grid steps from one line to the next
 
 std::vector<Point> parseStroke(const QString& text, Point origin, double unit) {
@@ -96,10 +96,12 @@ std::vector<Point> parseStroke(const QString& text, Point origin, double unit) {
 std::vector<std::pair<int, std::vector<Point>>> pageStrokes(const GuidePage& page, double unit) {
     std::vector<std::pair<int, std::vector<Point>>> strokes;
     const double titleUnit = unit * 2;
-    for (auto& s : letterStrokes(page.title, {kMargin, kMargin}, titleUnit)) strokes.emplace_back(3, std::move(s));
+    for (auto& s : letterStrokes(page.title, {kMargin, kMargin}, titleUnit))
+        strokes.emplace_back(3, std::move(s));
     double y = kMargin + titleUnit * kLineSteps;
     for (const QString& line : page.lines) {
-        for (auto& s : letterStrokes(line, {kMargin, y}, unit)) strokes.emplace_back(1, std::move(s));
+        for (auto& s : letterStrokes(line, {kMargin, y}, unit))
+            strokes.emplace_back(1, std::move(s));
         y += unit * kLineSteps;
     }
     return strokes;
@@ -116,8 +118,9 @@ std::vector<GuidePage> quickStartGuidePages() {
           "Ctrl+W closes the book: back to the gallery."}},
         {"Pens",
          {"1 Fountain Pen      2 Pencil", "3 Brush      4 Highlighter", "E Eraser: rub out what you wrote.",
-          "P: pens and colours.", "Shift+P: edit the colour of the palette.", "[ a thinner pen     ] a thicker pen",
-          "I: pick a colour from the page.", "Esc: stop picking colours."}},
+          "P: pens and colours.", "Shift+P: edit the colour of the palette.",
+          "[ a thinner pen     ] a thicker pen", "I: pick a colour from the page.",
+          "Esc: stop picking colours."}},
         {"Gestures",
          {"One finger, the mouse or a stylus draws.", "Two fingers pan; pinch to zoom.",
           "Swipe in from the left or right edge", "to turn the page (on phones).",
@@ -175,7 +178,8 @@ QByteArray guidePageScript(const GuidePage& page, double startTime, double unit)
         touch.id = 1;
         touch.type = TouchType::Finger;
         for (std::size_t i = 0; i < samples.size(); ++i) {
-            touch.phase = i == 0 ? TouchPhase::Began : (i + 1 == samples.size() ? TouchPhase::Ended : TouchPhase::Moved);
+            touch.phase = i == 0 ? TouchPhase::Began
+                                 : (i + 1 == samples.size() ? TouchPhase::Ended : TouchPhase::Moved);
             touch.previousLocation = i == 0 ? samples[i] : samples[i - 1];
             touch.location = samples[i];
             touch.timestamp = t;
@@ -196,11 +200,13 @@ QImage guidePagePreview(const GuidePage& page, double unit, QSize size) {
     const double scale = size.width() / kScriptView.width;
     painter.scale(scale, scale);
     for (const auto& [pen, stroke] : pageStrokes(page, unit)) {
-        painter.setPen(QPen(pen == 3 ? QColor::fromRgbF(0.1f, 0.3f, 0.6f) : QColor::fromRgbF(0.1f, 0.1f, 0.1f),
-                            pen == 3 ? 3.0 : 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.setPen(
+            QPen(pen == 3 ? QColor::fromRgbF(0.1f, 0.3f, 0.6f) : QColor::fromRgbF(0.1f, 0.1f, 0.1f),
+                 pen == 3 ? 3.0 : 1.5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         QPainterPath path;
         path.moveTo(stroke.front().x, stroke.front().y);
-        for (const Point& p : stroke) path.lineTo(p.x, p.y);
+        for (const Point& p : stroke)
+            path.lineTo(p.x, p.y);
         painter.drawPath(path);
     }
     return image;
@@ -243,8 +249,8 @@ FoliantDataPtr makeGuideBook(const std::vector<GuidePage>& pages, double unit, s
         image->height = preview.height();
         image->pixels.resize(std::size_t(image->width) * std::size_t(image->height));
         for (int y = 0; y < preview.height(); ++y)
-            std::memcpy(image->pixels.data() + std::size_t(y) * std::size_t(image->width), preview.constScanLine(y),
-                        std::size_t(image->width) * 4);
+            std::memcpy(image->pixels.data() + std::size_t(y) * std::size_t(image->width),
+                        preview.constScanLine(y), std::size_t(image->width) * 4);
         book->setThumbnail(image);
     }
     return book;

@@ -11,9 +11,12 @@ GalleryMetrics galleryMetricsForDevice(bool tabletIdiom, double s, double l) {
     if (tabletIdiom) return m;
     m.thumbnailSize = QSizeF(120, 196);
     m.scrollPaddingY = 10;
-    if (s >= 414 && l >= 736) m.scrollPaddingX = 50;
-    else if ((s == 375 && l >= 812) || l == 667) m.scrollPaddingX = 37;
-    else if (l == 568) m.scrollPaddingX = 25;
+    if (s >= 414 && l >= 736)
+        m.scrollPaddingX = 50;
+    else if ((s == 375 && l >= 812) || l == 667)
+        m.scrollPaddingX = 37;
+    else if (l == 568)
+        m.scrollPaddingX = 25;
     else {
         m.thumbnailSize = QSizeF(120, 163);
         m.scrollPaddingX = 25;
@@ -21,8 +24,8 @@ GalleryMetrics galleryMetricsForDevice(bool tabletIdiom, double s, double l) {
     return m;
 }
 
-GalleryGrid arrangeGalleryGrid(const GalleryMetrics& metrics, const std::vector<bool>& shown, double viewWidth,
-                               double scrollHeight, double controlHeight) {
+GalleryGrid arrangeGalleryGrid(const GalleryMetrics& metrics, const std::vector<bool>& shown,
+                               double viewWidth, double scrollHeight, double controlHeight) {
     GalleryGrid grid;
     const double tw = metrics.thumbnailSize.width();
     const double th = metrics.thumbnailSize.height();
@@ -54,15 +57,18 @@ GalleryGrid arrangeGalleryGrid(const GalleryMetrics& metrics, const std::vector<
         highest = std::max(highest, y);
         grid.centres.emplace_back(QPointF(x, y));
     }
-    const double lowestNeeded = (py + controlHeight) + scrollHeight - (th * 0.5 + GalleryMetrics::kLabelHeight);
+    const double lowestNeeded =
+        (py + controlHeight) + scrollHeight - (th * 0.5 + GalleryMetrics::kLabelHeight);
     const double last = std::max(highest, lowestNeeded);
     grid.canvasSize = QSizeF(std::max(used, viewWidth), last + th * 0.5 + GalleryMetrics::kLabelHeight);
     return grid;
 }
 
 QRectF iconFrame(const GalleryMetrics& metrics, QPointF centre) {
-    const QSizeF size(metrics.thumbnailSize.width(), metrics.thumbnailSize.height() + GalleryMetrics::kLabelHeight);
-    return QRectF(centre.x() - size.width() * 0.5, centre.y() - size.height() * 0.5, size.width(), size.height());
+    const QSizeF size(metrics.thumbnailSize.width(),
+                      metrics.thumbnailSize.height() + GalleryMetrics::kLabelHeight);
+    return QRectF(centre.x() - size.width() * 0.5, centre.y() - size.height() * 0.5, size.width(),
+                  size.height());
 }
 
 QRectF cardFrame(const GalleryMetrics& metrics, QPointF centre) {

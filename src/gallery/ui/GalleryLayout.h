@@ -36,8 +36,8 @@ struct GalleryGrid {
 // (it takes no cell). `viewWidth` is the width icons are spread over, `scrollHeight` the visible height,
 // `controlHeight` the height of a search row that scrolls with the icons (0 when it stands apart). The
 // canvas is always tall enough to scroll such a row out of sight.
-GalleryGrid arrangeGalleryGrid(const GalleryMetrics& metrics, const std::vector<bool>& shown, double viewWidth,
-                               double scrollHeight, double controlHeight);
+GalleryGrid arrangeGalleryGrid(const GalleryMetrics& metrics, const std::vector<bool>& shown,
+                               double viewWidth, double scrollHeight, double controlHeight);
 
 // The frame of an icon (card and labels) from its centre.
 QRectF iconFrame(const GalleryMetrics& metrics, QPointF centre);

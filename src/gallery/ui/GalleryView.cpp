@@ -61,8 +61,10 @@ QPixmap zoomPixmap(const QImage& image) {
 // ---- the model's zoom -----------------------------------------------------------------------------------
 
 void GalleryController::zoomInThumbnail(const QImage& image, bool inPlace, std::function<void()> done) {
-    if (zoomIn) zoomIn(image, inPlace, std::move(done));
-    else done();
+    if (zoomIn)
+        zoomIn(image, inPlace, std::move(done));
+    else
+        done();
 }
 
 // ---- the grid -------------------------------------------------------------------------------------------
@@ -108,10 +110,13 @@ void GalleryGridView::relayout() {
     requested_.clear();
     // Pictures of books that left the list or changed go; those of the others stay for the next screen.
     QSet<QString> live;
-    for (const FileInfo& record : gallery_.files) live.insert(pictureKey(record));
+    for (const FileInfo& record : gallery_.files)
+        live.insert(pictureKey(record));
     for (auto it = pictures_.begin(); it != pictures_.end();) {
-        if (!live.contains(it.key())) it = pictures_.erase(it);
-        else ++it;
+        if (!live.contains(it.key()))
+            it = pictures_.erase(it);
+        else
+            ++it;
     }
     updateScrollBars();
     viewport()->update();
@@ -129,12 +134,15 @@ QPointF GalleryGridView::canvasOffset() const {
     return QPointF(horizontalScrollBar()->value(), verticalScrollBar()->value());
 }
 
-QRectF GalleryGridView::visibleCanvasRect() const { return QRectF(canvasOffset(), QSizeF(viewport()->size())); }
+QRectF GalleryGridView::visibleCanvasRect() const {
+    return QRectF(canvasOffset(), QSizeF(viewport()->size()));
+}
 
 QRectF GalleryGridView::iconRect(int fileIndex, bool cardOnly) const {
     for (std::size_t i = 0; i < gridFiles_.size() && i < grid_.centres.size(); ++i) {
         if (gridFiles_[i] != fileIndex || !grid_.centres[i]) continue;
-        const QRectF frame = cardOnly ? cardFrame(metrics_, *grid_.centres[i]) : iconFrame(metrics_, *grid_.centres[i]);
+        const QRectF frame =
+            cardOnly ? cardFrame(metrics_, *grid_.centres[i]) : iconFrame(metrics_, *grid_.centres[i]);
         return frame.translated(-canvasOffset());
     }
     return {};
@@ -158,7 +166,8 @@ void GalleryGridView::ensureSelectedVisible() {
     if (icon.isEmpty()) return;
     const double margin = metrics_.scrollPaddingY;
     QScrollBar* bar = verticalScrollBar();
-    if (icon.top() - margin < 0) bar->setValue(bar->value() + int(std::floor(icon.top() - margin)));
+    if (icon.top() - margin < 0)
+        bar->setValue(bar->value() + int(std::floor(icon.top() - margin)));
     else if (icon.bottom() + margin > viewport()->height())
         bar->setValue(bar->value() + int(std::ceil(icon.bottom() + margin - viewport()->height())));
 }
@@ -180,7 +189,9 @@ void GalleryGridView::resizeEvent(QResizeEvent* event) {
     relayout();
 }
 
-void GalleryGridView::scrollContentsBy(int, int) { viewport()->update(); }
+void GalleryGridView::scrollContentsBy(int, int) {
+    viewport()->update();
+}
 
 void GalleryGridView::paintIcon(QPainter& painter, const FileInfo& record, QPointF centre, bool selected) {
     const QRectF card = cardFrame(metrics_, centre);
@@ -224,8 +235,9 @@ void GalleryGridView::paintIcon(QPainter& painter, const FileInfo& record, QPoin
     QFont dateFont = font();
     dateFont.setPixelSize(12);
     painter.setFont(dateFont);
-    const QString date = KCloudGallery::showsSyncProgress(record) ? KCloudGallery::syncProgressText(record)
-                                                                  : KCloudGallery::dateText(record, QDateTime::currentDateTime());
+    const QString date = KCloudGallery::showsSyncProgress(record)
+                             ? KCloudGallery::syncProgressText(record)
+                             : KCloudGallery::dateText(record, QDateTime::currentDateTime());
     painter.setPen(QColor::fromRgbF(0.85f, 0.85f, 0.85f));
     painter.drawText(dateRect, Qt::AlignHCenter | Qt::AlignVCenter, date);
 }
@@ -286,13 +298,26 @@ void GalleryGridView::contextMenuEvent(QContextMenuEvent* event) {
 
 void GalleryGridView::keyPressEvent(QKeyEvent* event) {
     switch (event->key()) {
-    case Qt::Key_Left: moveSelection(-1); return;
-    case Qt::Key_Right: moveSelection(1); return;
-    case Qt::Key_Up: moveSelection(-grid_.columns); return;
-    case Qt::Key_Down: moveSelection(grid_.columns); return;
-    case Qt::Key_Home: moveSelection(-int(gallery_.files.size())); return;
-    case Qt::Key_End: moveSelection(int(gallery_.files.size())); return;
-    default: QAbstractScrollArea::keyPressEvent(event);
+        case Qt::Key_Left:
+            moveSelection(-1);
+            return;
+        case Qt::Key_Right:
+            moveSelection(1);
+            return;
+        case Qt::Key_Up:
+            moveSelection(-grid_.columns);
+            return;
+        case Qt::Key_Down:
+            moveSelection(grid_.columns);
+            return;
+        case Qt::Key_Home:
+            moveSelection(-int(gallery_.files.size()));
+            return;
+        case Qt::Key_End:
+            moveSelection(int(gallery_.files.size()));
+            return;
+        default:
+            QAbstractScrollArea::keyPressEvent(event);
     }
 }
 
@@ -356,8 +381,10 @@ GalleryView::GalleryView(GalleryController& gallery, QWidget* zoomHost, QWidget*
     rowLayout->addWidget(addButton_);
 
     grid_ = new GalleryGridView(gallery_, this);
-    const QSize screen = QApplication::primaryScreen() ? QApplication::primaryScreen()->size() : QSize(1280, 1024);
-    grid_->setMetrics(galleryMetricsForDevice(gallery_.isTabletIdiom, std::min(screen.width(), screen.height()),
+    const QSize screen =
+        QApplication::primaryScreen() ? QApplication::primaryScreen()->size() : QSize(1280, 1024);
+    grid_->setMetrics(galleryMetricsForDevice(gallery_.isTabletIdiom,
+                                              std::min(screen.width(), screen.height()),
                                               std::max(screen.width(), screen.height())));
     gallery_.thumbnailSize = grid_->metrics().thumbnailSize;
     auto* layout = new QVBoxLayout(this);
@@ -444,7 +471,8 @@ GalleryView::GalleryView(GalleryController& gallery, QWidget* zoomHost, QWidget*
         grid_->relayout();
         updateActions();
     });
-    connect(&gallery_, &KCloudGallery::newFileAdded, this, [this](const QUrl&) { grid_->ensureSelectedVisible(); });
+    connect(&gallery_, &KCloudGallery::newFileAdded, this,
+            [this](const QUrl&) { grid_->ensureSelectedVisible(); });
     gallery_.zoomIn = [this](const QImage& image, bool inPlace, std::function<void()> done) {
         zoomIn(image, inPlace, std::move(done));
     };
@@ -456,13 +484,16 @@ void GalleryView::updateTitle() {
     const QString text = gallery_.titleText();
     title_->setText(text.isEmpty() ? QStringLiteral("Velumen") : text);
     QPalette palette = row_->palette();
-    palette.setColor(QPalette::Window, gallery_.isToolbarTinted() ? kSearchTint : QApplication::palette().color(QPalette::Window));
+    palette.setColor(QPalette::Window, gallery_.isToolbarTinted()
+                                           ? kSearchTint
+                                           : QApplication::palette().color(QPalette::Window));
     row_->setPalette(palette);
 }
 
 void GalleryView::updateActions() {
     const bool selected = gallery_.selectedFileIndex >= 0;
-    for (QAction* action : {openAction, renameAction, duplicateAction, deleteAction}) action->setEnabled(selected);
+    for (QAction* action : {openAction, renameAction, duplicateAction, deleteAction})
+        action->setEnabled(selected);
     grid_->viewport()->update();
 }
 
@@ -473,9 +504,12 @@ void GalleryView::showContextMenu(int fileIndex, QPoint globalPos) {
     menu->setObjectName("galleryContextMenu");
     menu->setAttribute(Qt::WA_DeleteOnClose);
     for (const QString& title : gallery_.contextMenuTitles()) {
-        if (title == QLatin1String("Rename")) menu->addAction(renameAction);
-        else if (title == QLatin1String("Duplicate")) menu->addAction(duplicateAction);
-        else if (title == QLatin1String("Delete")) menu->addAction(deleteAction);
+        if (title == QLatin1String("Rename"))
+            menu->addAction(renameAction);
+        else if (title == QLatin1String("Duplicate"))
+            menu->addAction(duplicateAction);
+        else if (title == QLatin1String("Delete"))
+            menu->addAction(deleteAction);
     }
     menu->popup(globalPos);
 }
@@ -492,9 +526,8 @@ void GalleryView::promptRename() {
     dialog->setCancelButtonText(KCloudGallery::kCancelButton);
     auto* field = dialog->findChild<QLineEdit*>();
     if (field) field->setClearButtonEnabled(true);
-    connect(dialog, &QInputDialog::textValueSelected, this, [this](const QString& text) {
-        gallery_.renameSelectedFile(text);
-    });
+    connect(dialog, &QInputDialog::textValueSelected, this,
+            [this](const QString& text) { gallery_.renameSelectedFile(text); });
     connect(dialog, &QDialog::finished, grid_, [this] { grid_->setFocus(); });
     dialog_ = dialog;
     dialog->open();
@@ -584,7 +617,8 @@ void GalleryView::zoomIn(const QImage& image, bool inPlace, std::function<void()
     zoomImage_ = label;
     // The picture grows to fill the page area as the page will, keeping its shape.
     QSizeF target = size.scaled(QSizeF(host.size()), Qt::KeepAspectRatio);
-    const QRect to(QPoint(host.x() + int((host.width() - target.width()) * 0.5), host.y() + int((host.height() - target.height()) * 0.5)),
+    const QRect to(QPoint(host.x() + int((host.width() - target.width()) * 0.5),
+                          host.y() + int((host.height() - target.height()) * 0.5)),
                    target.toSize());
     auto* group = new QParallelAnimationGroup(label);
     auto* grow = new QPropertyAnimation(label, "geometry", group);
@@ -658,7 +692,8 @@ void GalleryView::zoomOutWithCompletion(std::function<void()> done) {
     const QRect host = hostRect();
     const QSizeF size = image.isNull() ? QSizeF(card.size()) : QSizeF(image.size());
     const QSizeF full = size.scaled(QSizeF(host.size()), Qt::KeepAspectRatio);
-    const QRect from(QPoint(host.x() + int((host.width() - full.width()) * 0.5), host.y() + int((host.height() - full.height()) * 0.5)),
+    const QRect from(QPoint(host.x() + int((host.width() - full.width()) * 0.5),
+                            host.y() + int((host.height() - full.height()) * 0.5)),
                      full.toSize());
     auto* label = new QLabel(window());
     label->setObjectName("galleryZoom");

@@ -86,7 +86,7 @@ class GalleryGridView : public QAbstractScrollArea {
     KCloudGallery& gallery_;
     GalleryMetrics metrics_;
     GalleryGrid grid_;
-    std::vector<int> gridFiles_;  // file index of each grid position (the arranged order)
+    std::vector<int> gridFiles_;       // file index of each grid position (the arranged order)
     QHash<QString, QImage> pictures_;  // by URL and date: a changed book asks again
     QSet<QString> requested_;
     int pressedIndex_ = -1;
@@ -120,13 +120,13 @@ class GalleryView : public QWidget {
     bool isZooming() const { return zoomImage_ != nullptr; }
 
     // Commands: one action each, shared by the menu, the keys and the context menu.
-    QAction* newBookAction = nullptr;     // Ctrl+N
-    QAction* importAction = nullptr;      // take a book in from elsewhere
-    QAction* openAction = nullptr;        // Enter
-    QAction* renameAction = nullptr;      // F2
+    QAction* newBookAction = nullptr;  // Ctrl+N
+    QAction* importAction = nullptr;   // take a book in from elsewhere
+    QAction* openAction = nullptr;     // Enter
+    QAction* renameAction = nullptr;   // F2
     QAction* duplicateAction = nullptr;
-    QAction* deleteAction = nullptr;      // Delete
-    QAction* findAction = nullptr;        // Ctrl+F
+    QAction* deleteAction = nullptr;  // Delete
+    QAction* findAction = nullptr;    // Ctrl+F
 
     // The running confirmation or name dialog, for the keyboard and for tests.
     QWidget* activeDialog() const { return dialog_; }

@@ -9,8 +9,8 @@
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QMenuBar>
-#include <QMimeData>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QTemporaryDir>
@@ -51,9 +51,9 @@ struct Notebook {
             globals.defaults().store());
         gallery->viewDidLoad();
         view = std::make_unique<GalleryView>(*gallery, window->stack());
-        window->addGallery(view.get(), {view->newBookAction, view->importAction, view->openAction,
-                                        view->renameAction, view->duplicateAction, view->deleteAction,
-                                        view->findAction});
+        window->addGallery(view.get(),
+                           {view->newBookAction, view->importAction, view->openAction, view->renameAction,
+                            view->duplicateAction, view->deleteAction, view->findAction});
         shelf = std::make_unique<NotebookGallery>(editor, *window, *view);
         shelf->showMessage = [this](const QString& text) { messages << text; };
         window->resize(1100, 850);
@@ -78,13 +78,18 @@ struct Notebook {
         gallery->waitForThumbnailWork();
     }
     QString book(const QString& name) const { return QDir(books).filePath(name + ".velumen"); }
-    QString selectedName() const { return QFileInfo(gallery->selectedFileUrl.toLocalFile()).completeBaseName(); }
+    QString selectedName() const {
+        return QFileInfo(gallery->selectedFileUrl.toLocalFile()).completeBaseName();
+    }
     QStringList arrangedNames() const {
         QStringList names;
-        for (int index : gallery->arrangedOrder()) names << gallery->files[std::size_t(index)].fileName;
+        for (int index : gallery->arrangedOrder())
+            names << gallery->files[std::size_t(index)].fileName;
         return names;
     }
-    int indexOf(const QString& name) const { return gallery->indexOfFileUrl(QUrl::fromLocalFile(book(name))); }
+    int indexOf(const QString& name) const {
+        return gallery->indexOfFileUrl(QUrl::fromLocalFile(book(name)));
+    }
     // A click on the middle of a book's card.
     void clickCard(const QString& name) {
         const QRectF card = view->grid()->iconRect(indexOf(name));
@@ -102,14 +107,15 @@ struct Notebook {
 };
 
 // Waits for a condition and fails the test (not only the toolkit's own test record) when it does not come.
-#define WAIT_FOR(condition, ms) ASSERT_TRUE(QTest::qWaitFor([&] { return bool(condition); }, ms)) << #condition
+#define WAIT_FOR(condition, ms) \
+    ASSERT_TRUE(QTest::qWaitFor([&] { return bool(condition); }, ms)) << #condition
 
-#define REQUIRE_SURFACE(n)                                                              \
-    do {                                                                                \
-        if (!(n).editor.hasSurface()) {                                                 \
-            if (qEnvironmentVariable("CI") == "true") FAIL() << "no OpenGL context";    \
-            GTEST_SKIP() << "no OpenGL context";                                        \
-        }                                                                               \
+#define REQUIRE_SURFACE(n)                                                           \
+    do {                                                                             \
+        if (!(n).editor.hasSurface()) {                                              \
+            if (qEnvironmentVariable("CI") == "true") FAIL() << "no OpenGL context"; \
+            GTEST_SKIP() << "no OpenGL context";                                     \
+        }                                                                            \
     } while (0)
 
 TEST(GalleryEndToEnd, BooksAreMadeNamedDuplicatedFoundSortedAndDeletedWithMouseAndKeys) {
@@ -168,8 +174,8 @@ TEST(GalleryEndToEnd, BooksAreMadeNamedDuplicatedFoundSortedAndDeletedWithMouseA
 
     // By name: plain code-point order with the extension, so "Trip 12 2" comes before "Trip 12"; kept.
     QTest::mouseClick(n.view->nameButton(), Qt::LeftButton);
-    EXPECT_EQ(n.arrangedNames(), QStringList({"New Book.velumen", "QuickStart Guide.velumen", "Trip 12 2.velumen",
-                                              "Trip 12.velumen"}));
+    EXPECT_EQ(n.arrangedNames(), QStringList({"New Book.velumen", "QuickStart Guide.velumen",
+                                              "Trip 12 2.velumen", "Trip 12.velumen"}));
     EXPECT_EQ(n.globals.defaults().store().value("GalleryThumbnailArrangement").toInt(), 1);
 
     // Arrows walk the shown order.
@@ -232,7 +238,8 @@ TEST(GalleryEndToEnd, AClickOpensABookAndClosingItReturnsToTheGridWithItsNewPict
     QWidget* surface = n.editor.touchTarget();
     const QPoint from(surface->width() / 4, surface->height() / 3);
     QTest::mousePress(surface, Qt::LeftButton, Qt::NoModifier, from);
-    for (int i = 1; i <= 30; ++i) QTest::mouseMove(surface, from + QPoint(10 * i, 4 * i));
+    for (int i = 1; i <= 30; ++i)
+        QTest::mouseMove(surface, from + QPoint(10 * i, 4 * i));
     QTest::mouseRelease(surface, Qt::LeftButton, Qt::NoModifier, from + QPoint(300, 120));
     QApplication::processEvents();
 
@@ -249,7 +256,8 @@ TEST(GalleryEndToEnd, AClickOpensABookAndClosingItReturnsToTheGridWithItsNewPict
     bool inked = false;
     const QImage rgb = picture.convertToFormat(QImage::Format_RGB32);
     for (int y = 0; y < rgb.height() && !inked; ++y)
-        for (int x = 0; x < rgb.width() && !inked; ++x) inked = qGray(rgb.pixel(x, y)) < 128;
+        for (int x = 0; x < rgb.width() && !inked; ++x)
+            inked = qGray(rgb.pixel(x, y)) < 128;
     EXPECT_TRUE(inked) << "the closed book's picture shows no ink";
     // The book's own preview, by the partial read, agrees.
     const std::optional<BookPreview> preview = readBookPreview(path);
@@ -289,11 +297,13 @@ TEST(GalleryEndToEnd, ARightClickOffersTheBookMenuAndTakingFilesInMovesOnlyDropp
     QContextMenuEvent menuEvent(QContextMenuEvent::Mouse, card.center().toPoint(),
                                 n.view->grid()->viewport()->mapToGlobal(card.center().toPoint()));
     QApplication::sendEvent(n.view->grid()->viewport(), &menuEvent);
-    WAIT_FOR(n.view->findChild<QMenu*>("galleryContextMenu") && n.view->findChild<QMenu*>("galleryContextMenu")->isVisible(),
+    WAIT_FOR(n.view->findChild<QMenu*>("galleryContextMenu") &&
+                 n.view->findChild<QMenu*>("galleryContextMenu")->isVisible(),
              5000);
     QMenu* menu = n.view->findChild<QMenu*>("galleryContextMenu");
     QStringList entries;
-    for (QAction* action : menu->actions()) entries << action->text();
+    for (QAction* action : menu->actions())
+        entries << action->text();
     EXPECT_EQ(entries, QStringList({"Rename", "Duplicate", "Delete"}));
     EXPECT_EQ(n.selectedName(), "QuickStart Guide");
     menu->close();
@@ -340,7 +350,8 @@ QStringList guideTokens() {
         for (const QString& line : page.lines) {
             for (QString token : line.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
                 tokens << token.toLower();
-                while (token.size() > 1 && QStringLiteral(":;.").contains(token.back())) token.chop(1);
+                while (token.size() > 1 && QStringLiteral(":;.").contains(token.back()))
+                    token.chop(1);
                 tokens << token.toLower();
             }
         }
@@ -350,7 +361,8 @@ QStringList guideTokens() {
 
 QString guideText() {
     QString text;
-    for (const GuidePage& page : quickStartGuidePages()) text += page.title + '\n' + page.lines.join('\n') + '\n';
+    for (const GuidePage& page : quickStartGuidePages())
+        text += page.title + '\n' + page.lines.join('\n') + '\n';
     return text.toLower();
 }
 
@@ -367,15 +379,16 @@ TEST(GuideBooks, TheGuideGivesTheKeyOfEveryCommandInTheMenusAndNamesThePensAndGe
             if (keys.isEmpty()) continue;
             ++checked;
             bool named = false;
-            for (const QString& key : keys) named = named || tokens.contains(key);
+            for (const QString& key : keys)
+                named = named || tokens.contains(key);
             EXPECT_TRUE(named) << qPrintable(action->text()) << ": none of " << qPrintable(keys.join(" "))
                                << " is in the guide";
         }
     }
     EXPECT_GE(checked, 20);
     const QString text = guideText();
-    for (const char* words : {"fountain pen", "pencil", "brush", "highlighter", "eraser", "two fingers", "pinch",
-                              "swipe", "stylus", "gallery", "search", "sort"})
+    for (const char* words : {"fountain pen", "pencil", "brush", "highlighter", "eraser", "two fingers",
+                              "pinch", "swipe", "stylus", "gallery", "search", "sort"})
         EXPECT_TRUE(text.contains(words)) << words;
 }
 

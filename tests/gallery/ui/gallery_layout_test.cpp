@@ -16,10 +16,10 @@ struct ProfileCase {
 
 TEST(GalleryLayout, EachDeviceGetsTheCardSizeAndPaddingsOfItsScreen) {
     const ProfileCase cases[] = {
-        {true, 768, 1024, 200, 250, 40, 20},  {true, 375, 667, 200, 250, 40, 20},
-        {false, 414, 736, 120, 196, 50, 10},  {false, 428, 926, 120, 196, 50, 10},
-        {false, 375, 812, 120, 196, 37, 10},  {false, 375, 667, 120, 196, 37, 10},
-        {false, 320, 568, 120, 196, 25, 10},  {false, 320, 480, 120, 163, 25, 10},
+        {true, 768, 1024, 200, 250, 40, 20}, {true, 375, 667, 200, 250, 40, 20},
+        {false, 414, 736, 120, 196, 50, 10}, {false, 428, 926, 120, 196, 50, 10},
+        {false, 375, 812, 120, 196, 37, 10}, {false, 375, 667, 120, 196, 37, 10},
+        {false, 320, 568, 120, 196, 25, 10}, {false, 320, 480, 120, 163, 25, 10},
         {false, 360, 640, 120, 163, 25, 10},
     };
     for (const ProfileCase& c : cases) {
@@ -85,7 +85,8 @@ TEST(GalleryLayout, OnlyTheIconsOnScreenAreListedForPictures) {
     const std::vector<int> lower = iconsInRect(m, grid, QRectF(0, 10 * 310 + 50, 1280, 1000));
     ASSERT_FALSE(lower.empty());
     EXPECT_EQ(lower.front(), 50);
-    for (int index : lower) EXPECT_TRUE(iconFrame(m, *grid.centres[std::size_t(index)]).intersects(QRectF(0, 3150, 1280, 1000)));
+    for (int index : lower)
+        EXPECT_TRUE(iconFrame(m, *grid.centres[std::size_t(index)]).intersects(QRectF(0, 3150, 1280, 1000)));
 }
 
 }  // namespace

@@ -44,7 +44,8 @@ TEST(GuideBooks, EveryPageIsInkWithAPreviewAndTheBuildWritesTheSameBytesItInstal
         const std::vector<std::uint8_t> bytes = archivedDataWithRootObject(*book, &codec);
         EXPECT_EQ(bytes, archivedDataWithRootObject(*twin, &codec));
         const QByteArray installed = bytesOf(QStringLiteral(VELUMEN_BOOKS_DIR "/") + c.name);
-        EXPECT_EQ(installed, QByteArray(reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size())));
+        EXPECT_EQ(installed,
+                  QByteArray(reinterpret_cast<const char*>(bytes.data()), qsizetype(bytes.size())));
     }
 }
 
@@ -53,10 +54,12 @@ TEST(GuideBooks, TheLetteringKeepsEveryLineOnThePage) {
         for (const GuidePage& page : pages) {
             for (const QString& line : page.lines) {
                 for (const auto& stroke : letterStrokes(line, {48, 0}, 2.75))
-                    for (const Point& p : stroke) EXPECT_LE(p.x, 768 - 24) << qPrintable(line);
+                    for (const Point& p : stroke)
+                        EXPECT_LE(p.x, 768 - 24) << qPrintable(line);
             }
             for (const auto& stroke : letterStrokes(page.title, {48, 0}, 5.5))
-                for (const Point& p : stroke) EXPECT_LE(p.x, 768 - 24) << qPrintable(page.title);
+                for (const Point& p : stroke)
+                    EXPECT_LE(p.x, 768 - 24) << qPrintable(page.title);
         }
     }
 }
