@@ -87,4 +87,17 @@ std::vector<int> iconsInRect(const GalleryMetrics& metrics, const GalleryGrid& g
     return inside;
 }
 
+QRectF zoomStartRect(const QRectF& card, QSizeF picture) {
+    if (picture.isEmpty() || picture.width() <= picture.height()) return card;
+    const double dx = (card.height() * (picture.width() / picture.height()) - card.width()) * -0.5;
+    return card.adjusted(dx, 0, -dx, 0);
+}
+
+QRectF zoomEndRect(const QRectF& area, QSizeF picture) {
+    if (picture.isEmpty()) return area;
+    const QSizeF fitted = picture.scaled(area.size(), Qt::KeepAspectRatio);
+    return QRectF(area.x() + (area.width() - fitted.width()) * 0.5, area.y() + (area.height() - fitted.height()) * 0.5,
+                  fitted.width(), fitted.height());
+}
+
 }  // namespace velumen

@@ -48,4 +48,10 @@ QRectF cardFrame(const GalleryMetrics& metrics, QPointF centre);
 // the screen shows, the only ones whose pictures are built.
 std::vector<int> iconsInRect(const GalleryMetrics& metrics, const GalleryGrid& grid, const QRectF& visible);
 
+// Where the zoom into a book starts: the icon's card, widened symmetrically to the picture's shape when the
+// picture is landscape (the portrait card would squeeze it).
+QRectF zoomStartRect(const QRectF& card, QSizeF picture);
+// Where it ends: the picture's shape fitted into `area`, centred, as the page will show.
+QRectF zoomEndRect(const QRectF& area, QSizeF picture);
+
 }  // namespace velumen

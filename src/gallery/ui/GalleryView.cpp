@@ -26,6 +26,7 @@
 #include <QScrollBar>
 #include <QSequentialAnimationGroup>
 #include <QToolButton>
+#include <QVariantAnimation>
 #include <QVBoxLayout>
 #include <cmath>
 
@@ -193,7 +194,42 @@ void GalleryGridView::scrollContentsBy(int, int) {
     viewport()->update();
 }
 
+void GalleryGridView::animateIcon(const QUrl& url, bool appearing, std::function<void()> done) {
+    const QString key = url.toString();
+    auto* animation = new QVariantAnimation(this);
+    animation->setDuration(350);
+    animation->setStartValue(appearing ? 0.0 : -1.0);
+    animation->setEndValue(appearing ? 1.0 : -0.0);
+    iconAnimation_.insert(key, appearing ? 0.0 : -1.0);
+    connect(animation, &QVariantAnimation::valueChanged, this, [this, key](const QVariant& value) {
+        iconAnimation_.insert(key, value.toDouble());
+        viewport()->update();
+    });
+    connect(animation, &QAbstractAnimation::finished, this, [this, key, done = std::move(done)] {
+        iconAnimation_.remove(key);
+        viewport()->update();
+        if (done) done();
+    });
+    animation->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
 void GalleryGridView::paintIcon(QPainter& painter, const FileInfo& record, QPointF centre, bool selected) {
+    const auto animated = iconAnimation_.constFind(record.fileUrl.toString());
+    painter.save();
+    if (animated != iconAnimation_.constEnd()) {
+        // Growing in: scale and opacity rise from 0; leaving: they fall to a tenth and to nothing.
+        const double t = *animated;
+        const double scale = t >= 0 ? t : 0.1 + 0.9 * -t;
+        painter.translate(centre);
+        painter.scale(std::max(scale, 0.001), std::max(scale, 0.001));
+        painter.translate(-centre);
+        painter.setOpacity(std::abs(t));
+    }
+    paintIconContent(painter, record, centre, selected);
+    painter.restore();
+}
+
+void GalleryGridView::paintIconContent(QPainter& painter, const FileInfo& record, QPointF centre, bool selected) {
     const QRectF card = cardFrame(metrics_, centre);
     if (selected) {
         const QRectF ring = card.adjusted(-5, -5, 5, 5);
@@ -471,8 +507,10 @@ GalleryView::GalleryView(GalleryController& gallery, QWidget* zoomHost, QWidget*
         grid_->relayout();
         updateActions();
     });
-    connect(&gallery_, &KCloudGallery::newFileAdded, this,
-            [this](const QUrl&) { grid_->ensureSelectedVisible(); });
+    connect(&gallery_, &KCloudGallery::newFileAdded, this, [this](const QUrl& url) {
+        grid_->ensureSelectedVisible();
+        grid_->animateIcon(url, true);
+    });
     gallery_.zoomIn = [this](const QImage& image, bool inPlace, std::function<void()> done) {
         zoomIn(image, inPlace, std::move(done));
     };
@@ -551,7 +589,14 @@ void GalleryView::confirmDelete() {
     box->setDefaultButton(no);
     box->setEscapeButton(no);
     connect(box, &QMessageBox::buttonClicked, this, [this, remove](QAbstractButton* button) {
-        if (button == remove) gallery_.deleteSelectedFile();
+        if (button != remove) return;
+        // The icon shrinks away first; input waits for the end, so the selection stays the doomed book.
+        setEnabled(false);
+        grid_->animateIcon(gallery_.selectedFileUrl, false, [this] {
+            setEnabled(true);
+            grid_->setFocus();
+            gallery_.deleteSelectedFile();
+        });
     });
     connect(box, &QDialog::finished, grid_, [this] { grid_->setFocus(); });
     dialog_ = box;
@@ -584,11 +629,7 @@ void GalleryView::zoomIn(const QImage& image, bool inPlace, std::function<void()
         from = QRectF(grid_->viewport()->mapTo(window(), card.topLeft().toPoint()), card.size());
     }
     const QSizeF size = image.isNull() ? QSizeF(from.size()) : QSizeF(image.size());
-    // A landscape picture starts as wide as its shape asks: the portrait card would squeeze it.
-    if (size.width() > size.height()) {
-        const double dx = (from.height() * (size.width() / size.height()) - from.width()) * -0.5;
-        from.adjust(dx, 0, -dx, 0);
-    }
+    from = zoomStartRect(from, size);
     const QRect host = hostRect();
     const bool imageLandscape = size.width() > size.height();
     const bool hostLandscape = host.width() > host.height();
@@ -616,10 +657,7 @@ void GalleryView::zoomIn(const QImage& image, bool inPlace, std::function<void()
     label->raise();
     zoomImage_ = label;
     // The picture grows to fill the page area as the page will, keeping its shape.
-    QSizeF target = size.scaled(QSizeF(host.size()), Qt::KeepAspectRatio);
-    const QRect to(QPoint(host.x() + int((host.width() - target.width()) * 0.5),
-                          host.y() + int((host.height() - target.height()) * 0.5)),
-                   target.toSize());
+    const QRect to = zoomEndRect(QRectF(host), size).toAlignedRect();
     auto* group = new QParallelAnimationGroup(label);
     auto* grow = new QPropertyAnimation(label, "geometry", group);
     grow->setDuration(350);
@@ -688,13 +726,12 @@ void GalleryView::zoomOutWithCompletion(std::function<void()> done) {
     }
     setEnabled(false);
     const QImage image = gallery_.getCachedThumbnailForFile(gallery_.selectedFileUrl);
-    const QRect to(grid_->viewport()->mapTo(window(), card.topLeft().toPoint()), card.size().toSize());
     const QRect host = hostRect();
     const QSizeF size = image.isNull() ? QSizeF(card.size()) : QSizeF(image.size());
-    const QSizeF full = size.scaled(QSizeF(host.size()), Qt::KeepAspectRatio);
-    const QRect from(QPoint(host.x() + int((host.width() - full.width()) * 0.5),
-                            host.y() + int((host.height() - full.height()) * 0.5)),
-                     full.toSize());
+    const QRect to =
+        zoomStartRect(QRectF(grid_->viewport()->mapTo(window(), card.topLeft().toPoint()), card.size()), size)
+            .toAlignedRect();
+    const QRect from = zoomEndRect(QRectF(host), size).toAlignedRect();
     auto* label = new QLabel(window());
     label->setObjectName("galleryZoom");
     label->setScaledContents(true);

@@ -158,6 +158,7 @@ TEST(GalleryEndToEnd, BooksAreMadeNamedDuplicatedFoundSortedAndDeletedWithMouseA
     WAIT_FOR(QFile::exists(n.book("Trip 12 2")), 5000);
     WAIT_FOR(n.selectedName() == QString("Trip 12 2"), 5000);
     n.key(Qt::Key_N, Qt::ControlModifier);
+    EXPECT_TRUE(n.view->grid()->isAnimatingIcons());  // the new icon grows in
     WAIT_FOR(n.gallery->files.size() == std::size_t(4), 5000);
     EXPECT_EQ(n.selectedName(), "New Book");
 
@@ -210,6 +211,9 @@ TEST(GalleryEndToEnd, BooksAreMadeNamedDuplicatedFoundSortedAndDeletedWithMouseA
     ASSERT_NE(confirm, nullptr);
     for (QPushButton* button : confirm->findChildren<QPushButton*>())
         if (button->text() == "Delete") QTest::mouseClick(button, Qt::LeftButton);
+    // The icon shrinks away before the file goes.
+    EXPECT_TRUE(n.view->grid()->isAnimatingIcons());
+    EXPECT_TRUE(QFile::exists(n.book("New Book")));
     WAIT_FOR(!QFile::exists(n.book("New Book")), 5000);
     WAIT_FOR(n.gallery->files.size() == std::size_t(3), 5000);
 }

@@ -89,5 +89,20 @@ TEST(GalleryLayout, OnlyTheIconsOnScreenAreListedForPictures) {
         EXPECT_TRUE(iconFrame(m, *grid.centres[std::size_t(index)]).intersects(QRectF(0, 3150, 1280, 1000)));
 }
 
+TEST(GalleryLayout, TheZoomStartsWiderThanTheCardOnlyForALandscapePictureAndEndsFittedToTheScreen) {
+    const QRectF card(100, 50, 200, 250);
+    // Portrait and square pictures start from the card itself.
+    EXPECT_EQ(zoomStartRect(card, QSizeF(384, 480)), card);
+    EXPECT_EQ(zoomStartRect(card, QSizeF(300, 300)), card);
+    EXPECT_EQ(zoomStartRect(card, QSizeF()), card);
+    // A picture twice as wide as tall: 500 wide at the card's height, centred on the card.
+    const QRectF wide = zoomStartRect(card, QSizeF(480, 240));
+    EXPECT_EQ(wide, QRectF(-50, 50, 500, 250));
+    EXPECT_EQ(wide.center(), card.center());
+    // The end keeps the picture's shape inside the screen, centred.
+    EXPECT_EQ(zoomEndRect(QRectF(0, 30, 1000, 800), QSizeF(384, 480)), QRectF(180, 30, 640, 800));
+    EXPECT_EQ(zoomEndRect(QRectF(0, 0, 1000, 800), QSizeF(480, 240)), QRectF(0, 150, 1000, 500));
+}
+
 }  // namespace
 }  // namespace velumen
