@@ -183,6 +183,7 @@ void GalleryGridView::moveSelection(int delta) {
     gallery_.selectFile(gallery_.files[std::size_t(shown[std::size_t(next)])].fileUrl);
     ensureSelectedVisible();
     viewport()->update();
+    if (selectionChanged) selectionChanged();
 }
 
 void GalleryGridView::resizeEvent(QResizeEvent* event) {
@@ -304,6 +305,7 @@ void GalleryGridView::mousePressEvent(QMouseEvent* event) {
     if (pressedIndex_ >= 0) {
         gallery_.selectFile(gallery_.files[std::size_t(pressedIndex_)].fileUrl);
         viewport()->update();
+        if (selectionChanged) selectionChanged();
     }
 }
 
@@ -495,6 +497,7 @@ GalleryView::GalleryView(GalleryController& gallery, QWidget* zoomHost, QWidget*
         gallery_.openSelectedFile();
     };
     grid_->contextMenuRequested = [this](int index, QPoint at) { showContextMenu(index, at); };
+    grid_->selectionChanged = [this] { updateActions(); };
     grid_->fileDropped = [this](const QUrl& url) { gallery_.handleOpenUrl(url, false); };
 
     connect(&gallery_, &KCloudGallery::filesChanged, this, [this](bool, bool scroll, bool) {

@@ -66,6 +66,8 @@ class GalleryGridView : public QAbstractScrollArea {
     bool isAnimatingIcons() const { return !iconAnimation_.isEmpty(); }
 
     std::function<void(int fileIndex)> iconTapped;
+    // The selection changed by a click or a key.
+    std::function<void()> selectionChanged;
     std::function<void(int fileIndex, QPoint globalPos)> contextMenuRequested;
     std::function<void(const QUrl&)> fileDropped;
 

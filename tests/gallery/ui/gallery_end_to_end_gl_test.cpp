@@ -287,8 +287,12 @@ TEST(GalleryEndToEnd, ABrokenBookIsRefusedWithItsMessageAndTheGalleryStays) {
     WAIT_FOR(!n.view->isZooming(), 5000);
     EXPECT_TRUE(n.view->isEnabled());
     EXPECT_EQ(QFile(n.book("Broken")).size(), qint64(18));
-    // The gallery still works: the next book opens.
-    n.clickCard("QuickStart Guide");
+    // The gallery still works: the arrows reach the guide (after the newer broken book) and Return opens it.
+    n.key(Qt::Key_Home);
+    EXPECT_EQ(n.selectedName(), "Broken");
+    n.key(Qt::Key_Right);
+    EXPECT_EQ(n.selectedName(), "QuickStart Guide");
+    n.key(Qt::Key_Return);
     WAIT_FOR(n.window->stack()->currentWidget() == &n.editor, 15000);
 }
 
