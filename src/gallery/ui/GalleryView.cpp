@@ -441,14 +441,19 @@ GalleryView::GalleryView(GalleryController& gallery, QWidget* zoomHost, QWidget*
     importAction = new QAction("Import Book\u2026", this);
     importAction->setToolTip("Move a book from elsewhere into the books folder and open it");
     openAction = new QAction("Open", this);
+    openAction->setToolTip("Open the selected book (Return)");
     openAction->setShortcuts({QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)});
     renameAction = new QAction("Rename", this);
+    renameAction->setToolTip("Rename the selected book (F2)");
     renameAction->setShortcut(QKeySequence(Qt::Key_F2));
     duplicateAction = new QAction("Duplicate", this);
+    duplicateAction->setToolTip("Copy the selected book beside it (Ctrl+D)");
     duplicateAction->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_D));
     deleteAction = new QAction("Delete", this);
+    deleteAction->setToolTip("Delete the selected book, after a confirmation (Delete)");
     deleteAction->setShortcut(QKeySequence::Delete);
     findAction = new QAction("Find", this);
+    findAction->setToolTip("Search the books by name (Ctrl+F)");
     findAction->setShortcut(QKeySequence::Find);
     // Keys that mean something in the search field work on the grid only.
     for (QAction* action : {openAction, renameAction, deleteAction}) {
