@@ -1,6 +1,6 @@
 // The notebook's entry point: settings, then the editor (the GL surface, the viewport and the touch path,
-// in that order), then a book: the one named on the command line, else the notebook of the books folder
-// (made when there is none). A later launch hands its book to the running notebook and exits; a launch made
+// in that order), then the gallery of the books folder ("Velumen" in the user's documents; books of the
+// folder earlier versions used move there once), or the book named on the command line, opened where it is. A later launch hands its book to the running notebook and exits; a launch made
 // while the running notebook closes waits for it to end and then opens its book itself. The book is saved in
 // the background as it changes, when the window is hidden or minimised, and when the notebook quits: by its
 // window closing, or by SIGTERM, SIGHUP (a logout) or SIGINT, which all take the same way out (a stroke still
@@ -11,13 +11,14 @@
 // temporary folder (never the user's books), writes a picture of the whole window to PATH and exits: for
 // machines with no display. --script FILE plays a touch script once the book is open (the clock then
 // follows the script) and goes on as usual.
-// Options: --books DIR (the books folder), --settings FILE (the defaults store), --device tablet|phone,
+// Options: --books DIR (the books folder), --resources DIR (the template and guide books), --settings FILE (the defaults store), --device tablet|phone,
 // --instance NAME (the name the notebooks of one session meet under; one per user by default).
 #include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QMessageBox>
 #include <QShortcut>
+#include <QStackedWidget>
 #include <QStandardPaths>
 #include <QSurfaceFormat>
 #include <QTemporaryDir>
@@ -26,7 +27,10 @@
 #include <csignal>
 #include <cstdio>
 
+#include "app/BooksFolder.h"
+#include "app/NotebookGallery.h"
 #include "document/DisplayText.h"
+#include "gallery/ui/GalleryView.h"
 #include "ink/MemoryPolicy.h"
 #include "objects/qt/QtImageCodec.h"
 #include "shell/DefaultsStore.h"
@@ -129,8 +133,13 @@ int main(int argc, char** argv) {
     FoliantGlobals& globals = FoliantGlobals::shared();
 
     QString booksDir = option(args, "--books");
-    if (booksDir.isEmpty())
-        booksDir = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/Books";
+    if (booksDir.isEmpty() && !demo) {
+        booksDir = booksFolderIn(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+        const BooksMove move =
+            moveBooksOnce(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation) + "/Books", booksDir);
+        if (!move.moved.isEmpty()) say(QString("moved %1 books into %2").arg(move.moved.size()).arg(booksDir));
+        for (const QString& name : move.skipped) say("left in the old books folder: " + name);
+    }
     // The demo draws in a book of its own, kept after the run for a look: never in the user's books.
     if (demo) {
         QTemporaryDir demoDir(QDir(QDir::tempPath()).filePath("velumen-demo-XXXXXX"));
@@ -168,17 +177,41 @@ int main(int argc, char** argv) {
     editor.setSavesSettingsInBackground(!demo);
     NotebookWindow window(editor);
     NotebookSession session(editor, booksDir);
-    if (!demo)
-        session.showMessage = [&window](const QString& text) {
-            std::fprintf(stderr, "velumen: %s\n", qPrintable(text));
-            QMessageBox::warning(&window, "Velumen", text);
-        };
+    auto warn = [&window](const QString& text) {
+        const QString shown = QString::fromStdString(escapedForDisplay(text.toStdString()));
+        std::fprintf(stderr, "velumen: %s\n", qPrintable(shown));
+        QMessageBox::warning(&window, "Velumen", shown);
+    };
+    if (!demo) session.showMessage = warn;
     instance.openRequested = [&](const QString& path) {
         window.showNormal();
         window.raise();
         window.activateWindow();
         if (!path.isEmpty()) session.openHandedOver(path);
     };
+
+    // The gallery, first in the window; not in a scripted run (the demo, a touch script), which draws in the
+    // book named or in the notebook of the books folder.
+    QString resources = option(args, "--resources");
+    if (resources.isEmpty()) resources = VELUMEN_BOOKS_DIR;
+    const QString caches = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
+    std::unique_ptr<GalleryController> gallery;
+    std::unique_ptr<GalleryView> galleryView;
+    std::unique_ptr<NotebookGallery> shelf;
+    if (!scripted) {
+        QDir().mkpath(booksDir);
+        gallery = std::make_unique<GalleryController>(KCloudGallery::Folders{booksDir, caches, resources},
+                                                      globals.defaults().store());
+        gallery->isTabletIdiom = forcedProfile.value_or(DeviceProfile::Tablet) == DeviceProfile::Tablet;
+        gallery->viewDidLoad();
+        galleryView = std::make_unique<GalleryView>(*gallery, window.stack());
+        window.addGallery(galleryView.get(), {galleryView->newBookAction, galleryView->importAction,
+                                              galleryView->openAction, galleryView->renameAction,
+                                              galleryView->duplicateAction, galleryView->deleteAction,
+                                              galleryView->findAction});
+        shelf = std::make_unique<NotebookGallery>(editor, window, *galleryView);
+        shelf->showMessage = warn;
+    }
 
     // The quit, however it comes: no more hand-overs, and a stroke still running is dropped before the
     // window goes to the background and its book is saved.
@@ -208,7 +241,7 @@ int main(int argc, char** argv) {
     editor.startDisplayLink();
     QString bookPath;
     bool scriptStarted = false;
-    session.didOpen = [&](const QString& path) {
+    auto opened = [&](const QString& path) {
         bookPath = path;
         say("opened " + path);
         if (!scripted || scriptStarted) return;
@@ -237,7 +270,17 @@ int main(int argc, char** argv) {
             });
         });
     };
-    session.start(handedBook);
+    session.didOpen = opened;
+    if (shelf) {
+        shelf->didOpen = opened;
+        shelf->didReturn = [&] {
+            bookPath.clear();
+            say("gallery");
+        };
+        shelf->start(handedBook);
+    } else {
+        session.start(handedBook);
+    }
 
     const int status = QApplication::exec();
     beginQuit();

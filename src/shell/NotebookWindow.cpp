@@ -28,7 +28,7 @@ NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
     quitAction->setToolTip("Save the book and quit");
     connect(quitAction, &QAction::triggered, this, &QWidget::close);
 
-    QMenu* file = menuBar()->addMenu("&File");
+    QMenu* file = fileMenu_ = menuBar()->addMenu("&File");
     file->addAction(closeBookAction);
     file->addSeparator();
     file->addAction(quitAction);
@@ -71,6 +71,14 @@ NotebookWindow::NotebookWindow(FoliantViewController& editor, QWidget* parent)
     settings->addAction(commands.settingsAction);
     for (QMenu* menu : {file, edit, pens, pages, insert, settings})
         menu->setToolTipsVisible(true);
+}
+
+void NotebookWindow::addGallery(QWidget* gallery, const QList<QAction*>& commands) {
+    stack_->insertWidget(0, gallery);
+    stack_->setCurrentWidget(gallery);
+    QAction* first = fileMenu_->actions().value(0);
+    for (QAction* command : commands) fileMenu_->insertAction(first, command);
+    fileMenu_->insertSeparator(first);
 }
 
 NotebookWindow::~NotebookWindow() {

@@ -6,6 +6,7 @@
 #include <QAction>
 #include <QMainWindow>
 
+class QMenu;
 class QStackedWidget;
 
 namespace velumen {
@@ -19,12 +20,15 @@ class NotebookWindow : public QMainWindow {
     ~NotebookWindow() override;
 
     QStackedWidget* stack() const { return stack_; }
+    // Puts the gallery first in the stack and shows it, and its commands at the head of the File menu.
+    void addGallery(QWidget* gallery, const QList<QAction*>& commands);
     // File: closing the open book (Ctrl+W) and quitting (Ctrl+Q).
     QAction* closeBookAction = nullptr;
     QAction* quitAction = nullptr;
 
   private:
     FoliantViewController& editor_;
+    QMenu* fileMenu_ = nullptr;
     QStackedWidget* stack_ = nullptr;
 };
 
