@@ -129,6 +129,10 @@ std::vector<GuidePage> quickStartGuidePages() {
          {"Ctrl+Z undo      Ctrl+Shift+Z redo", "PgDown next page    PgUp previous page",
           "Pages: the list of the book's pages.", "Ctrl+L locks or unlocks the book.",
           "Ctrl+, touch and stylus settings.", "Ctrl+Q quits; every change is saved."}},
+        {"Pictures and Text",
+         {"Ctrl+Shift+I puts a picture on the page;", "drag it, pull its grip, frame or grey it.",
+          "Insert: a photo, a PDF's pages, stationery.", "T: a text box. Type, style it, then Esc.",
+          "Drop picture files onto the page."}},
     };
 }
 
