@@ -8,6 +8,7 @@
 #include <set>
 
 #include "GalleryFixture.h"
+#include "WaitFor.h"
 #include "gallery/BookPreview.h"
 
 namespace velumen::gallerytest {
@@ -163,7 +164,7 @@ TEST_F(GalleryThumbnails, AScreenfulOfRequestsAnswersEachBookOnceAndKeepsFiftyIn
     ASSERT_EQ(gallery->files.size(), 60u);
     QSignalSpy ready(gallery.get(), &KCloudGallery::thumbnailReady);
     for (const FileInfo& record : gallery->files) gallery->setThumbnailAsync(record.fileUrl);
-    QTRY_COMPARE_WITH_TIMEOUT(ready.count(), 60, 20000);
+    WAIT_EQ(ready.count(), 60, 20000);
     gallery->waitForThumbnailWork();
     std::set<QString> answered;
     for (const QList<QVariant>& args : ready) {

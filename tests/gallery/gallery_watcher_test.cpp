@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include "GalleryFixture.h"
+#include "WaitFor.h"
 #include "gallery/KDirectoryWatcher.h"
 
 namespace velumen::gallerytest {
@@ -23,12 +24,12 @@ TEST_F(GalleryWatcher, TwoChangesThreeSecondsApartGiveOneUpdateFiveSecondsAfterT
     QSignalSpy reads(&gallery, &KCloudGallery::filesChanged);
 
     writeFile(book("First.velumen"), bookBytes());
-    QTRY_VERIFY_WITH_TIMEOUT(timer.scheduledCount() >= 1, 10000);
+    WAIT_FOR(timer.scheduledCount() >= 1, 10000);
     clock.advance(3.0);
     EXPECT_FALSE(timer.runDue());
     const int before = timer.scheduledCount();
     writeFile(book("Second.velumen"), bookBytes());
-    QTRY_VERIFY_WITH_TIMEOUT(timer.scheduledCount() > before, 10000);
+    WAIT_FOR(timer.scheduledCount() > before, 10000);
     EXPECT_DOUBLE_EQ(timer.dueTime(), 108.0);  // five seconds after the second change
 
     clock.advance(4.9);

@@ -6,6 +6,8 @@
 // the refusal as visible text.
 #include <gtest/gtest.h>
 
+#include "WaitFor.h"
+
 #include <QApplication>
 #include <QFile>
 #include <QFileInfo>
@@ -240,9 +242,9 @@ TEST(EditorDocument, ALockedBookComesThroughViewingAndPageTurnsByteForByte) {
     ASSERT_TRUE(e.open());
     auto turned = [&] { return e.vc.pageNavigator()->pendingPageTurnOperations() == 0; };
     e.vc.pageNavigator()->turnToPage(1, true);
-    QTRY_VERIFY(turned());
+    WAIT_FOR(turned(), 5000);
     e.vc.nextPageButtonTapped();
-    QTRY_VERIFY(turned());
+    WAIT_FOR(turned(), 5000);
     e.vc.nextPageButtonTapped();  // the last page of a locked book adds none
     EXPECT_EQ(e.vc.book()->pages().size(), 3u);
     e.vc.session().viewport.setCanvasPoint({300, 300}, {100, 100}, e.vc.session().viewport.minZoomFactor * 3);
@@ -269,11 +271,11 @@ TEST(EditorDocument, LockingHidesTheEditingButtonsAndNoKeyOrButtonChangesTheBook
     // Ctrl+L: the book is saved locked, and only then does the toolbar turn.
     QTest::keyClick(&e.vc, Qt::Key_L, Qt::ControlModifier);
     EXPECT_TRUE(e.vc.book()->isLocked());
-    QTRY_VERIFY_WITH_TIMEOUT(e.vc.unlockButton()->isVisible(), 10000);
+    WAIT_FOR(e.vc.unlockButton()->isVisible(), 10000);
     EXPECT_FALSE(e.vc.undoButton()->isVisible());
     EXPECT_FALSE(e.vc.redoButton()->isVisible());
     FoliantDocument::waitForAllWrites();
-    QTRY_VERIFY_WITH_TIMEOUT(!e.vc.document()->hasUnsavedChanges(), 10000);
+    WAIT_FOR(!e.vc.document()->hasUnsavedChanges(), 10000);
     const QByteArray locked = bytesOf(e.path);
     ASSERT_TRUE(readBack(e.path)->isLocked());
 

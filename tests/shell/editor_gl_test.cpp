@@ -3,6 +3,8 @@
 // dots say.
 #include <gtest/gtest.h>
 
+#include "WaitFor.h"
+
 #include <QAction>
 #include <QApplication>
 #include <QMouseEvent>
@@ -191,12 +193,12 @@ TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneB
     QWidget* surface = e.vc.touchTarget();
     const QPoint low = surface->mapToGlobal(QPoint(300, surface->height() - 60));
     const QPoint high = surface->mapToGlobal(QPoint(300, 200));
-    QTRY_COMPARE(QApplication::widgetAt(low), surface);  // the guard starts hidden
+    WAIT_EQ(QApplication::widgetAt(low), surface, 5000);  // the guard starts hidden
 
     // Tapping the tab raises the guard over the bottom of the page.
     QTest::mouseClick(e.vc.wristGuard()->tabButton(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 20));
-    QTRY_COMPARE(e.vc.wristGuard()->shownHeight(), 200.0);
-    QTRY_COMPARE(QApplication::widgetAt(low), e.vc.wristGuard()->guardView());
+    WAIT_EQ(e.vc.wristGuard()->shownHeight(), 200.0, 5000);
+    WAIT_EQ(QApplication::widgetAt(low), e.vc.wristGuard()->guardView(), 5000);
     QWidget* onGuard = QApplication::widgetAt(low);
     EXPECT_EQ(QApplication::widgetAt(high), surface);
 
@@ -221,7 +223,7 @@ TEST(EditorEndToEnd, TheRaisedWristGuardSwallowsAStrokeAndTheUndoButtonTakesOneB
     EXPECT_EQ(e.ink().pointSets().size(), 1u);
     EXPECT_TRUE(e.vc.redoButton()->isEnabled());
     QTest::mousePress(e.vc.undoButton(), Qt::LeftButton, Qt::NoModifier, QPoint(), 1000);
-    QTRY_VERIFY(e.vc.undoActionSheet() != nullptr);
+    WAIT_FOR(e.vc.undoActionSheet() != nullptr, 5000);
     QStringList entries;
     for (QAction* a : e.vc.undoActionSheet()->actions())
         if (!a->isSeparator()) entries << a->text();
@@ -265,8 +267,8 @@ TEST(EditorEndToEnd, TwoFingersShowThePositionMapAndAnOvershootSpringsBack) {
     // At the lift it springs back over a moment rather than jumping, and the map fades.
     QTest::touchEvent(frame->window(), screen).release(0, a, frame).release(1, b, frame);
     EXPECT_GT(surface->y(), 0);
-    QTRY_COMPARE(surface->y(), 0);
-    QTRY_VERIFY(!map->isVisible());
+    WAIT_EQ(surface->y(), 0, 5000);
+    WAIT_FOR(!map->isVisible(), 5000);
 
     // Spreading the fingers from 100 to 200 points zooms by 200 / 105; the map says so.
     std::tie(a, b) = fingers(300, 300, 100);
@@ -276,7 +278,7 @@ TEST(EditorEndToEnd, TwoFingersShowThePositionMapAndAnOvershootSpringsBack) {
     EXPECT_EQ(map->percentageText(), "1.9x");
     EXPECT_NEAR(e.vc.session().viewport.view.zoomFactor / e.vc.session().viewport.minZoomFactor, 200.0 / 105.0, 1e-5);
     QTest::touchEvent(frame->window(), screen).release(0, a, frame).release(1, b, frame);
-    QTRY_VERIFY(!map->isVisible());
+    WAIT_FOR(!map->isVisible(), 5000);
 }
 
 TEST(EditorEndToEnd, EveryActionIsItsOwnUndoStepWhateverStartedIt) {

@@ -4,6 +4,8 @@
 // uploads on repaints of an unchanged page and none kept after a page turn; nothing editable when locked.
 #include <gtest/gtest.h>
 
+#include "WaitFor.h"
+
 #include <QAction>
 #include <QDropEvent>
 #include <QLabel>
@@ -172,13 +174,13 @@ TEST(PicturesEndToEnd, RepaintsUploadNothingAndAPageTurnReleasesTheTextures) {
     EXPECT_EQ(e.vc.images().textures().uploads(), uploads);
     // A new page: the old page's textures go.
     e.vc.nextPageButtonTapped();
-    QTRY_COMPARE(e.book->pageNum(), 1);
+    WAIT_EQ(e.book->pageNum(), 1, 5000);
     QApplication::processEvents();
     EXPECT_TRUE(e.vc.view().compositor._pageImageTextures.empty());
     // Back: made again from the model.
     e.vc.previousPageButtonTapped();
-    QTRY_COMPARE(e.book->pageNum(), 0);
-    QTRY_COMPARE(e.vc.view().compositor._pageImageTextures.size(), std::size_t(3));
+    WAIT_EQ(e.book->pageNum(), 0, 5000);
+    WAIT_EQ(e.vc.view().compositor._pageImageTextures.size(), std::size_t(3), 5000);
 }
 
 TEST(PicturesEndToEnd, ACustomStationeryFadesBehindThePageAndItsSliderSetsTheAlpha) {
@@ -298,7 +300,7 @@ TEST(StationeryPickerList, SixtyPicturesKeepAtMostFiftyThumbnailsAndTheChosenOne
     picker.showCustomList();
     EXPECT_EQ(picker.customList()->count(), 60);
     picker.waitForThumbnails();
-    QTRY_COMPARE(picker.cachedThumbnailCount(), 50);
+    WAIT_EQ(picker.cachedThumbnailCount(), 50, 5000);
     // The oldest file chosen: it comes first next time.
     const QString oldest = StationeryPicker::getCustomImageFileList(folder).last();
     QTest::qWait(1100);  // file times count whole seconds on some file systems

@@ -4,6 +4,8 @@
 // is cleaned, the pickers reach the box, and books with odd boxes open and draw.
 #include <gtest/gtest.h>
 
+#include "WaitFor.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QLabel>
@@ -310,13 +312,13 @@ TEST(TextEditing, TurningThePageEndsTheSessionOnThePageItBelongsTo) {
     e.typeIntoBox(" page");
     const FoliantPagePtr first = e.book->pages()[0];
     e.vc->nextPageButtonTapped();  // adds a page and turns to it
-    QTRY_VERIFY(e.vc->session().editor.currentPage() != first);
+    WAIT_FOR(e.vc->session().editor.currentPage() != first, 5000);
     EXPECT_FALSE(t.isEditing());
     EXPECT_EQ(first->textBoxes[0]->text, "first page");
     EXPECT_TRUE(t.pageTextViews().empty());
     EXPECT_TRUE(e.vc->session().editor.undoManagerForPage(*first).canUndo());
     e.vc->previousPageButtonTapped();
-    QTRY_VERIFY(e.vc->session().editor.currentPage() == first);
+    WAIT_FOR(e.vc->session().editor.currentPage() == first, 5000);
     ASSERT_EQ(t.pageTextViews().size(), 1u);
     EXPECT_EQ(t.pageTextViews().front()->document()->toPlainText(), "first page");
 }

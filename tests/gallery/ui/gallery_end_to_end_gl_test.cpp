@@ -3,6 +3,8 @@
 // and closing a book back into the grid with its new picture.
 #include <gtest/gtest.h>
 
+#include "WaitFor.h"
+
 #include <QApplication>
 #include <QDir>
 #include <QFile>
@@ -105,10 +107,6 @@ struct Notebook {
         QTest::keyClick(view->grid(), Qt::Key(key), modifiers);
     }
 };
-
-// Waits for a condition and fails the test (not only the toolkit's own test record) when it does not come.
-#define WAIT_FOR(condition, ms) \
-    ASSERT_TRUE(QTest::qWaitFor([&] { return bool(condition); }, ms)) << #condition
 
 #define REQUIRE_SURFACE(n)                                                           \
     do {                                                                             \

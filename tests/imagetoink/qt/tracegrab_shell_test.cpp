@@ -3,6 +3,8 @@
 // results, and a picture file becoming one undoable piece of ink on the page in view.
 #include <gtest/gtest.h>
 
+#include "WaitFor.h"
+
 #include <QApplication>
 #include <QLabel>
 #include <QMessageBox>
@@ -96,7 +98,7 @@ TEST(TracegrabPreview, RealTimerShowsThePreviewOnceTheSliderRests) {
     for (int value : {110, 100, 32})
         preview.thresholdSlider()->setValue(value);
     EXPECT_EQ(preview.previewUpdateCount(), 1);
-    QTRY_COMPARE_WITH_TIMEOUT(preview.previewUpdateCount(), 2, 5000);
+    WAIT_EQ(preview.previewUpdateCount(), 2, 5000);
     EXPECT_EQ(preview.previewImage().pixel(20, 75), qRgb(255, 255, 255));
 }
 
@@ -153,7 +155,7 @@ struct PictureFileToInk : ::testing::Test {
             &editor, session, path, [this](EditorEffects e) { applied.push_back(e); },
             [this] { ++finished; });
         EXPECT_FALSE(editor.isEnabled());
-        QTRY_COMPARE_WITH_TIMEOUT(finished, 1, 10000);
+        WAIT_EQ(finished, 1, 10000);
         EXPECT_TRUE(editor.isEnabled());
     }
     const KVSPointSetArray& ink() { return *session.editor.currentPage()->pointSets; }
