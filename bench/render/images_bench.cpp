@@ -172,7 +172,7 @@ QByteArray writePdf(int pages) {
                           " 0 R >>");
         std::string content;
         for (int k = 0; k < 30; ++k)
-            content += std::to_string(k % 3 * 0.3) + " 0.2 0.5 rg " + std::to_string(50 + k * 17) + " " +
+            content += (k % 3 == 0 ? "0" : k % 3 == 1 ? "0.3" : "0.6") + std::string(" 0.2 0.5 rg ") + std::to_string(50 + k * 17) + " " +
                        std::to_string(60 + (k * 53 + i * 7) % 600) + " 90 40 re f\n";
         objects.push_back("<< /Length " + std::to_string(content.size()) + " >>\nstream\n" + content + "endstream");
     }
