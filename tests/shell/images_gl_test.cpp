@@ -17,6 +17,7 @@
 #include <QPushButton>
 #include <QSlider>
 #include <QTemporaryDir>
+#include <QPainter>
 #include <QTest>
 
 #include "objects/qt/ImageOps.h"
@@ -318,6 +319,65 @@ TEST(StationeryPickerList, SixtyPicturesKeepAtMostFiftyThumbnailsAndTheChosenOne
     EXPECT_FALSE(chosenIsCustom);
     StationeryPicker::removeCustomImageWithUrl(oldest);
     EXPECT_EQ(StationeryPicker::getCustomImageFileList(folder).size(), 59);
+}
+
+}  // namespace
+
+namespace {
+
+// A drawing on paper, larger than the frame it will get: a dark cross on white, 70% of the picture wide.
+QString writeDrawing(const QString& path) {
+    QImage picture(1600, 1200, QImage::Format_RGB32);
+    picture.fill(Qt::white);
+    QPainter p(&picture);
+    p.setPen(QPen(QColor(40, 40, 40), 16, Qt::SolidLine, Qt::FlatCap));
+    p.drawLine(240, 600, 1360, 600);
+    p.drawLine(800, 160, 800, 1040);
+    p.end();
+    EXPECT_TRUE(picture.save(path));
+    return path;
+}
+
+TEST(PicturesEndToEnd, ConvertToInkReplacesThePictureByItsInkInOneUndoStepAndCancelChangesNothing) {
+    Editor e;
+    REQUIRE_SURFACE(e);
+    ASSERT_TRUE(e.vc.images().insertPictureFile(writeDrawing(e.dir.filePath("drawing.png"))));
+    ASSERT_EQ(e.images().size(), 1u);
+    const FoliantImagePtr image = e.images()[0];
+    const Rect f = image->frame;
+    const std::size_t steps = e.vc.session().editor.undoManager()->undoCount();
+
+    // Cancel: the picture stays, no ink, no step.
+    QTest::mouseClick(e.vc.images().imageToolbar()->convertToInkButton, Qt::LeftButton);
+    ASSERT_TRUE(e.vc.images().tracegrabPreview());
+    EXPECT_FALSE(e.vc.session().imageEditTool.isEditing());
+    e.vc.images().tracegrabPreview()->cancelTapped();
+    QApplication::processEvents();
+    EXPECT_EQ(e.images().size(), 1u);
+    EXPECT_EQ(e.book->pointSets()->count(), 0u);
+
+    // Done: the picture goes and its ink stands at its width around its centre.
+    e.vc.images().beginEditingImage(image, true, false);
+    QTest::mouseClick(e.vc.images().imageToolbar()->convertToInkButton, Qt::LeftButton);
+    ASSERT_TRUE(e.vc.images().tracegrabPreview());
+    e.vc.images().tracegrabPreview()->doneTapped();
+    QApplication::processEvents();
+    EXPECT_TRUE(e.images().empty());
+    ASSERT_GT(e.book->pointSets()->count(), 0u);
+    const Rect bounds = e.book->pointSets()->boundingRect();
+    EXPECT_NEAR(bounds.midX(), f.midX(), f.width * 0.05);
+    EXPECT_NEAR(bounds.midY(), f.midY(), f.height * 0.05);
+    // The picture is scaled to the frame's width (never up), so the cross keeps its share of it.
+    EXPECT_NEAR(bounds.width, f.width * 0.7, f.width * 0.05);
+
+    // One undo brings the picture back and takes the ink away.
+    e.vc.session().editor.endUndoGrouping();
+    EXPECT_EQ(e.vc.session().editor.undoManager()->undoCount(), steps + 1);
+    e.vc.undoButtonTapped();
+    QApplication::processEvents();
+    ASSERT_EQ(e.images().size(), 1u);
+    EXPECT_EQ(e.images()[0], image);
+    EXPECT_EQ(e.book->pointSets()->count(), 0u);
 }
 
 }  // namespace

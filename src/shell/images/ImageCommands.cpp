@@ -17,6 +17,8 @@
 #include "shell/FoliantViewController.h"
 #include "shell/images/ImageToolbar.h"
 #include "shell/images/StationeryPicker.h"
+#include "imagetoink/qt/TracegrabPicture.h"
+#include "shell/tracegrab/FLTracegrabPreviewViewController.h"
 
 namespace velumen {
 
@@ -42,6 +44,7 @@ ImageCommands::ImageCommands(FoliantViewController& editor)
     editor.view().compositor.decodeImage = [](const FoliantImage& image) { return image.image(QtImageCodec()); };
     ImageEditTool& tool = editor.session().imageEditTool;
     connect(toolbar_->doneButton, &QPushButton::clicked, this, [this] { imageDoneTapped(); });
+    connect(toolbar_->convertToInkButton, &QPushButton::clicked, this, [this] { imageConvertToInkTapped(); });
     connect(toolbar_->borderButton, &QPushButton::clicked, this,
             [this, &tool] { applyEffects(tool.imageBorderTapped()); });
     connect(toolbar_->grayscaleButton, &QPushButton::clicked, this,
@@ -222,6 +225,40 @@ void ImageCommands::finishEditingImageAnimated(bool animated) {
     toolbar_->hideAnimated(animated && editor_.isVisible());
     toolbarShown_ = false;
     applyEffects(effects);
+}
+
+void ImageCommands::imageConvertToInkTapped() {
+    EditorSession& session = editor_.session();
+    if (!session.imageEditTool.isEditing() || session.isBookLocked()) return;
+    imageBeingConverted_ = session.imageEditTool.imageBeingEdited;
+    finishEditingImageAnimated(true);
+    const KImagePtr picture = imageBeingConverted_ ? imageBeingConverted_->image(codec_) : nullptr;
+    if (!picture || picture->isEmpty()) {
+        imageBeingConverted_.reset();
+        return;
+    }
+    auto* preview = new FLTracegrabPreviewViewController(&editor_);
+    preview_ = preview;
+    preview->setAttribute(Qt::WA_DeleteOnClose);
+    preview->setImage(tracegrabPictureFromImage(qImageView(*picture), tracegrabSizeLimit(totalMemory(), false)));
+    preview->setTargetWidth(float(imageBeingConverted_->frame.width));
+    preview->setTitleText("Convert To Ink");
+    preview->delegate = [this](FLTracegrabPreviewViewController& done, FLTracegrabPreviewViewController::Result result) {
+        const FoliantImagePtr image = std::exchange(imageBeingConverted_, nullptr);
+        if (result != FLTracegrabPreviewViewController::Done || !image) return;
+        EditorSession& s = editor_.session();
+        const auto& page = s.editor.currentPage();
+        // The picture may have gone meanwhile (an undo, a page turn): then nothing is converted.
+        if (s.isBookLocked() || !page || std::find(page->images.begin(), page->images.end(), image) == page->images.end())
+            return;
+        const Rect& f = image->frame;
+        EditorEffects effects;
+        const KVSPointSetArrayPtr ink = done.pointSets();
+        if (ink && ink->count() > 0) effects |= s.editor.addPointSetsCentredAt(ink, {f.midX(), f.midY()});
+        effects |= s.editor.removePageImage(image);
+        applyEffects(effects);
+    };
+    preview->open();
 }
 
 // ---- Stationery ----

@@ -17,6 +17,7 @@
 #include "render/ImageTextures.h"
 #include "shell/images/StationeryPicker.h"
 #include "shell/images/StillImageSource.h"
+#include "shell/tracegrab/FLTracegrabPreviewViewController.h"
 
 namespace velumen {
 
@@ -59,6 +60,12 @@ class ImageCommands : public QObject {
     void beginEditingImage(const FoliantImagePtr& image, bool isPageImage, bool animated);
     void finishEditingImageAnimated(bool animated);
     void imageDoneTapped() { finishEditingImageAnimated(true); }
+    // "Convert To Ink" on a page image: editing ends and a preview with a sensitivity slider opens; Done
+    // replaces the picture by its ink at the same width and centre, in one undo step (the picture goes even
+    // when no ink results); Cancel changes nothing.
+    void imageConvertToInkTapped();
+    // The open preview; null while none is.
+    FLTracegrabPreviewViewController* tracegrabPreview() const { return preview_; }
 
     // ---- Stationery ----
     // The folder of the user's own stationery pictures.
@@ -98,6 +105,8 @@ class ImageCommands : public QObject {
     ResizeGrip* grip_ = nullptr;
     QPointer<StationeryPicker> picker_;
     bool toolbarShown_ = false;
+    QPointer<FLTracegrabPreviewViewController> preview_;
+    FoliantImagePtr imageBeingConverted_;
     QPointer<QWidget> surface_;
 };
 

@@ -27,8 +27,8 @@ ImageToolbar::ImageToolbar(QWidget* parent) : QWidget(parent) {
     grayscaleButton = new QPushButton("Grayscale", this);
     grayscaleButton->setObjectName("imageGrayscaleButton");
     convertToInkButton = new QPushButton("Convert To Ink", this);
-    // Conversion to ink comes with its own command.
-    convertToInkButton->setEnabled(false);
+    convertToInkButton->setObjectName("imageConvertToInkButton");
+    convertToInkButton->setToolTip("Turn this picture into ink, with a preview to set how much of it becomes ink");
     doneButton = new QPushButton("Done", this);
     doneButton->setObjectName("imageDoneButton");
     row->addWidget(alphaLabel);
