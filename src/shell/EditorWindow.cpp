@@ -116,12 +116,14 @@ std::vector<QAction*> EditorWindow::allActions() const {
 }
 
 void EditorWindow::showLocked(bool locked) {
+    locked_ = locked;
+    insertPhotoAction->setVisible(hasCamera_ && !locked);
     undoAction->setVisible(!locked);
     redoAction->setVisible(!locked);
     for (QAction* pen : penActions)
         pen->setVisible(!locked);
     for (QAction* pen : {penPaletteAction, editColorAction, eyeDropperAction, thinnerAction, thickerAction,
-                         insertPictureAction, insertPhotoAction, insertPdfAction, stationeryAction, insertTextBoxAction})
+                         insertPictureAction, insertPdfAction, stationeryAction, insertTextBoxAction})
         pen->setVisible(!locked);
     penButton_->setVisible(!locked);
     unlockAction->setVisible(locked);
@@ -130,6 +132,11 @@ void EditorWindow::showLocked(bool locked) {
     redoButton_->setVisible(!locked);
     unlockButton_->setVisible(locked);
     if (locked && undoActionSheet_) undoActionSheet_->close();
+}
+
+void EditorWindow::setHasCamera(bool hasCamera) {
+    hasCamera_ = hasCamera;
+    insertPhotoAction->setVisible(hasCamera_ && !locked_);
 }
 
 void EditorWindow::setPenIcon(int penTypeIndex, const KColor& swatchColor) {

@@ -46,6 +46,8 @@ class EditorWindow : public QWidget {
     // Pictures: a picture file onto the page, a photo from the camera, the pages of a PDF file as new pages, the book's stationery.
     QAction* insertPictureAction = nullptr;
     QAction* insertPhotoAction = nullptr;
+    // A camera can give photos: only then does "Take Photo…" show (and only in an unlocked book).
+    void setHasCamera(bool hasCamera);
     QAction* insertPdfAction = nullptr;
     QAction* stationeryAction = nullptr;
     // A new text box on the page, in editing at once.
@@ -102,6 +104,8 @@ class EditorWindow : public QWidget {
     QMenu* undoActionSheet_ = nullptr;
     QWidget* flashLabel_ = nullptr;
     bool stylusConnected_ = false;
+    bool hasCamera_ = false;
+    bool locked_ = false;
     bool onlyStylus_ = false;
 };
 

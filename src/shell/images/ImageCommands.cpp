@@ -60,6 +60,8 @@ ImageCommands::ImageCommands(FoliantViewController& editor)
     connect(w.insertPictureAction, &QAction::triggered, this, [this] { insertImage(); });
     connect(w.insertPdfAction, &QAction::triggered, this, [this] { insertPdf(); });
     connect(w.insertPhotoAction, &QAction::triggered, this, [this] { insertFromCamera(); });
+    std::string noCamera;
+    w.setHasCamera(camera && camera->isAvailable(noCamera));
     connect(w.stationeryAction, &QAction::triggered, this, [this] { selectStationery(); });
     attachToSurface();
 }
